@@ -1,0 +1,21 @@
+# Instruction sets per translation unit. On 32-bit x86 the library runs on
+# processors from the Pentium II on: everything is plain i686 with x87
+# arithmetic unless a source file is marked for a vector extension. On x86-64,
+# SSE2 is the baseline and cannot be taken away; only 3DNow! needs a flag.
+
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(QUORVAN_ISA_BASE -march=i686 -mtune=generic -mfpmath=387 -mno-mmx -mno-sse)
+  set(QUORVAN_ISA_SSE -mmmx -msse -mno-sse2)
+  set(QUORVAN_ISA_SSE2 -mmmx -msse -msse2)
+  set(QUORVAN_ISA_3DNOW -mmmx -m3dnow -mno-sse)
+else()
+  set(QUORVAN_ISA_BASE)
+  set(QUORVAN_ISA_SSE)
+  set(QUORVAN_ISA_SSE2)
+  set(QUORVAN_ISA_3DNOW -m3dnow)
+endif()
+
+# quorvan_instruction_set(<SSE|SSE2|3DNOW> <source>...)
+function(quorvan_instruction_set isa)
+  set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS ${QUORVAN_ISA_${isa}})
+endfunction()

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// The vector implementation's bone palette: one per process, shared by every
+// Quorvan_SSE object and both of its skinning operations. Any bone index byte
+// names an entry.
+constexpr unsigned kSseBoneCount = 256;
+
+struct alignas(16) SseBonePalette {
+    // The rotation rows quantised to signed bytes, row-major, 9 bytes a bone;
+    // packed directions are skinned with these.
+    int8_t quantised[kSseBoneCount][9];
+    // Four rows of four floats a bone (x, y and z axes, translation), each row
+    // one aligned vector load.
+    float rows[kSseBoneCount][4][4];
+};
+// The quantised rotations lie directly before the float rows, which start on
+// a 16-byte boundary.
+static_assert(offsetof(SseBonePalette, rows) == kSseBoneCount * 9, "no gap between the arrays");
+static_assert(offsetof(SseBonePalette, rows) % 16 == 0, "float rows are aligned");
+
+extern SseBonePalette s_ssePalette;
+
+// Every entry becomes the identity: the float rows those of the 4x4 identity
+// (so the translation row ends in 1.0), the quantised rotation 127 on the
+// diagonal.
+void ResetSsePaletteToIdentity();
