@@ -1,0 +1,35 @@
+# Builds and runs a tiny host program against Quorvan twice: once against the
+# installed package (find_package) and once with Quorvan added as a
+# subdirectory, the two ways an engine's build takes it in.
+#   -DQUORVAN_SOURCE -DQUORVAN_BUILD -DWORK -DTOOLCHAIN -DGENERATOR
+file(REMOVE_RECURSE ${WORK})
+set(prefix ${WORK}/prefix)
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE failed OUTPUT_VARIABLE out ERROR_VARIABLE out)
+  if(failed)
+    string(REPLACE ";" " " command "${ARGN}")
+    message(FATAL_ERROR "${command}\n${out}")
+  endif()
+  set(output "${out}" PARENT_SCOPE)
+endfunction()
+
+set(toolchainArg)
+if(TOOLCHAIN)
+  set(toolchainArg -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
+endif()
+
+run(${CMAKE_COMMAND} --install ${QUORVAN_BUILD} --prefix ${prefix})
+foreach(mode package subdirectory)
+  set(build ${WORK}/${mode})
+  run(${CMAKE_COMMAND} -S ${QUORVAN_SOURCE}/tests/consumer -B ${build} -G ${GENERATOR} ${toolchainArg}
+      -DQUORVAN_CONSUME=${mode} -DCMAKE_PREFIX_PATH=${prefix} -DQUORVAN_SOURCE=${QUORVAN_SOURCE})
+  run(${CMAKE_COMMAND} --build ${build})
+  foreach(program consumer consumer_static)
+    run(${build}/${program})
+    if(NOT output MATCHES "QUORVAN -- Version=6, Cpu=unknown, Mode=x87")
+      message(FATAL_ERROR "${mode}/${program} did not print the trace line:\n${output}")
+    endif()
+  endforeach()
+  message(STATUS "${mode}: built and ran both consumers")
+endforeach()

@@ -1,0 +1,18 @@
+# GoogleTest: the system's build for 64-bit, built from Debian's sources
+# (package googletest) for 32-bit, where no prebuilt library exists.
+include(GoogleTest)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  find_package(GTest REQUIRED)
+else()
+  set(QUORVAN_GTEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest sources for the 32-bit build")
+  if(NOT EXISTS ${QUORVAN_GTEST_SOURCE}/CMakeLists.txt)
+    message(FATAL_ERROR "32-bit tests need GoogleTest sources in ${QUORVAN_GTEST_SOURCE} (Debian: googletest)")
+  endif()
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
+  add_subdirectory(${QUORVAN_GTEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  if(NOT TARGET GTest::gtest_main)
+    add_library(GTest::gtest ALIAS gtest)
+    add_library(GTest::gtest_main ALIAS gtest_main)
+  endif()
+endif()

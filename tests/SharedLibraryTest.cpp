@@ -1,0 +1,55 @@
+// The shared library as an engine loads it: the program is the host and
+// provides the debug and memory services itself.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <Quorvan/Quorvan.h>
+#include <host/Memory.h>
+
+#include "HostCapture.h"
+#include "Lifecycle.h"
+
+namespace {
+// Written while the library loads, before any test runs.
+void* g_moduleOverloadsHandle = nullptr;
+int g_moduleOverloadsBuilt = 0;
+}  // namespace
+
+MMOverloads::MMOverloads(void* module) : m_module(module) {
+    g_moduleOverloadsHandle = module;
+    ++g_moduleOverloadsBuilt;
+}
+MMOverloads::~MMOverloads() = default;
+
+using SharedLibraryTest = LibraryTest;
+
+TEST_F(SharedLibraryTest, LoadingBuildsOneAllocatorObjectForTheLibrary) {
+    Dl_info library{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&_cpuid), &library), 0);
+    EXPECT_EQ(g_moduleOverloadsBuilt, 1);
+    EXPECT_EQ(g_moduleOverloadsHandle, library.dli_fbase);
+    EXPECT_NE(g_moduleOverloadsHandle, nullptr);
+}
+
+TEST_F(SharedLibraryTest, TheHostReceivesTheTraceLine) {
+    ASSERT_TRUE(Quorvan::Initialize(true, 6));
+    ASSERT_EQ(HostCapture::Traces().size(), 1u);
+    EXPECT_EQ(HostCapture::Traces()[0], "QUORVAN -- Version=6, Cpu=unknown, Mode=x87");
+    EXPECT_EQ(Quorvan::s_refCount, 1u);
+    EXPECT_EQ(Quorvan::i(), Quorvan::s_pQuorvan);
+    EXPECT_NE(Quorvan::i(), nullptr);
+}
+
+TEST_F(SharedLibraryTest, ExportedStaticsFollowTheLifecycle) {
+    EXPECT_FALSE(Quorvan::Initialize(false, 7));
+    ASSERT_TRUE(Quorvan::Initialize(false, 6));
+    ASSERT_TRUE(Quorvan::Initialize(false, 6));
+    EXPECT_EQ(Quorvan::s_refCount, 2u);
+    Quorvan::Shutdown();
+    EXPECT_NE(Quorvan::s_pQuorvan, nullptr);
+    Quorvan::Shutdown();
+    EXPECT_EQ(Quorvan::s_pQuorvan, nullptr);
+    EXPECT_EQ(Quorvan::s_refCount, 0u);
+    EXPECT_EQ(HostCapture::Traces().size(), 1u);
+}

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Reads the machine code of the library's 32-bit objects and proves which
+# instruction sets each may use:
+#   - the frame and the scalar implementation: no MMX or SSE register at all
+#     (the processor probes are the one exception: they exist to fault);
+#   - the vector implementation: SSE and MMX, but no SSE2 instruction.
+# Usage: check-instruction-sets.sh <objdump> <object>...
+set -euo pipefail
+objdump=$1
+shift
+
+# Every SSE instruction that takes an XMM register; anything else with an XMM
+# operand is SSE2 or later.
+sse1='^(movaps|movups|movss|movlps|movhps|movlhps|movhlps|addps|addss|subps|subss|mulps|mulss|divps|divss|sqrtps|sqrtss|rsqrtps|rsqrtss|rcpps|rcpss|maxps|maxss|minps|minss|cmp[a-z]*ps|cmp[a-z]*ss|andps|andnps|orps|xorps|shufps|unpcklps|unpckhps|cvtpi2ps|cvtps2pi|cvttps2pi|cvtsi2ss[lw]?|cvtss2si[lw]?|cvttss2si[lw]?|comiss|ucomiss|movmskps|movntps)$'
+# SSE2 instructions that work on MMX or general registers.
+sse2NoXmm='^(paddq|psubq|pmuludq|movq2dq|movdq2q|movnti|clflush|lfence|mfence|maskmovdqu)$'
+
+failed=0
+check() {  # <object> <rule>
+    local listing
+    listing=$("$objdump" -d --no-show-raw-insn "$1" | awk -F'\t' 'NF >= 2 && $1 ~ /^ *[0-9a-f]+:$/ { print $2 }')
+    case $2 in
+    x87)
+        local bad
+        bad=$(grep -E '%x?mm[0-9]' <<<"$listing" || true)
+        if [ -n "$bad" ]; then
+            echo "FAIL $1: vector registers in scalar code:"; head -5 <<<"$bad"; failed=1
+        fi
+        ;;
+    sse)
+        local bad
+        bad=$(awk -v sse1="$sse1" -v sse2="$sse2NoXmm" '{
+                  mnemonic = $1
+                  if (mnemonic ~ sse2 || ($0 ~ /%xmm/ && mnemonic !~ sse1)) print
+              }' <<<"$listing")
+        if [ -n "$bad" ]; then
+            echo "FAIL $1: SSE2 in the SSE implementation:"; head -5 <<<"$bad"; failed=1
+        fi
+        ;;
+    esac
+}
+
+checked=0
+for object in "$@"; do
+    case $object in
+    */ProcessorProbe*) continue ;;      # the guarded test instructions
+    */simd/Quorvan_SSE2*) continue ;;   # SSE2 is its point
+    */simd/*) check "$object" sse ;;
+    *) check "$object" x87 ;;
+    esac
+    checked=$((checked + 1))
+done
+[ "$failed" = 0 ] && echo "$checked objects use only the instruction sets they may"
+exit "$failed"
