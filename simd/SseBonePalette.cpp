@@ -12,3 +12,24 @@ void ResetSsePaletteToIdentity() {
         for (unsigned k = 0; k < 3; ++k) s_ssePalette.quantised[bone][4 * k] = 127;
     }
 }
+
+int8_t QuantiseRotation(float element) {
+    // The product of a float and 127 or 128 is exact in double precision, so
+    // truncating it is the truncation of the exact product.
+    const double scaled = static_cast<double>(element) * (element > 0.0f ? 127.0 : 128.0);
+    // A product beyond 64 bits (or NaN) becomes the integer indefinite value,
+    // whose low byte is 0, as the processor's own conversion gives it.
+    constexpr double kLimit = 9223372036854775808.0;  // 2^63
+    const int64_t whole = (scaled > -kLimit && scaled < kLimit) ? static_cast<int64_t>(scaled) : INT64_MIN;
+    return static_cast<int8_t>(static_cast<uint8_t>(static_cast<uint64_t>(whole) & 0xFF));
+}
+
+void SetSsePaletteEntry(uint32_t bone, const float* m) {
+    float (&rows)[4][4] = s_ssePalette.rows[bone];
+    for (unsigned row = 0; row < 4; ++row) {
+        for (unsigned column = 0; column < 3; ++column) rows[row][column] = m[3 * row + column];
+        rows[row][3] = 0.0f;
+    }
+    int8_t* q = s_ssePalette.quantised[bone];
+    for (unsigned k = 0; k < 9; ++k) q[k] = QuantiseRotation(m[k]);
+}

@@ -27,3 +27,13 @@ extern SseBonePalette s_ssePalette;
 // (so the translation row ends in 1.0), the quantised rotation 127 on the
 // diagonal.
 void ResetSsePaletteToIdentity();
+
+// Loads bone `bone` from twelve floats (x, y and z axes, translation): the
+// float rows with 0.0 as their fourth component, the translation row's
+// included, and the quantised rotation.
+void SetSsePaletteEntry(uint32_t bone, const float* m);
+
+// One rotation element as a signed byte: times 127 when positive, else times
+// 128 (zero, negatives and NaN), truncated toward zero; only the low 8 bits
+// are kept, so values beyond +-1 wrap instead of clamping.
+int8_t QuantiseRotation(float element);

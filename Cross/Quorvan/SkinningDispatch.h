@@ -1,0 +1,102 @@
+#pragma once
+
+// How a skinning call finds its kernel. Every kernel is one member of a
+// family generated from one template, with the pass-through size and the
+// features it skins as template parameters, so its vertex loop tests nothing.
+// A family's dispatch table holds one leaf for each of the 22 sizes and the
+// 16 combinations of the four flag bytes; a family folds the combinations it
+// does not tell apart onto one kernel.
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#include "Report.h"
+#include "SkinningJob.h"
+
+// What a kernel skins and copies, one bit per flag byte of the job.
+enum SkinningFeature : unsigned {
+    kSkinNormal = 1,      // hasNormal
+    kSkinTangents = 2,    // hasTangents
+    kSkinAux = 4,         // hasAux
+    kSkinPacked = 8,      // packedDirections
+};
+
+constexpr uint32_t kMaxExtraSize = 84;
+constexpr unsigned kExtraSizeCases = kMaxExtraSize / 4 + 1;  // 0, 4, ..., 84
+constexpr unsigned kFlagCombinations = 16;
+
+constexpr bool IsSupportedExtraSize(uint32_t extraSize) {
+    return extraSize <= kMaxExtraSize && extraSize % 4 == 0;
+}
+
+// A flag byte counts as set when it is not zero.
+inline unsigned JobFlags(const SkinningJob& job) {
+    return (job.hasNormal ? kSkinNormal : 0u) | (job.hasTangents ? kSkinTangents : 0u) |
+           (job.hasAux ? kSkinAux : 0u) | (job.packedDirections ? kSkinPacked : 0u);
+}
+
+// One entry of a dispatch table: the kernel, and what it was built for.
+template <class Kernel>
+struct SkinningLeaf {
+    Kernel run;
+    uint32_t extraSize;
+    unsigned features;
+};
+
+template <class Kernel>
+using SkinningTable = SkinningLeaf<Kernel>[kExtraSizeCases * kFlagCombinations];
+
+// A family provides
+//   using Kernel = <function pointer type>;
+//   static constexpr unsigned Features(unsigned flags);   // the leaf's features
+//   template <uint32_t ExtraSize, unsigned Features> static <signature> Run;
+template <class Family>
+class SkinningDispatch {
+public:
+    using Leaf = SkinningLeaf<typename Family::Kernel>;
+    static constexpr std::size_t kLeaves = kExtraSizeCases * kFlagCombinations;
+
+    struct Table {
+        Leaf leaves[kLeaves];
+    };
+
+    static constexpr Table Build() { return Build(std::make_index_sequence<kLeaves>()); }
+
+    // The leaf of a job whose extraSize is supported.
+    static const Leaf& Select(const Table& table, const SkinningJob& job) {
+        return table.leaves[job.extraSize / 4 * kFlagCombinations + JobFlags(job)];
+    }
+
+    // A whole skinning call: copy the caller's job into the implementation's
+    // job copy, refuse an unsupported extraSize with the fatal report of the
+    // calling operation (and touch no vertex), or run the job's kernel.
+    struct Refusal {
+        const char* file;
+        int line;
+        const char* message;  // takes the extraSize as %d
+    };
+    template <class... KernelArgs>
+    static void Run(const Table& table, SkinningJob& copy, const SkinningJob& job, const Refusal& refusal,
+                    KernelArgs... kernelArgs) {
+        copy = job;
+        if (!IsSupportedExtraSize(copy.extraSize)) {
+            ReportFatal(refusal.file, refusal.line, refusal.message, static_cast<int>(copy.extraSize));
+            return;
+        }
+        Select(table, copy).run(kernelArgs...);
+    }
+
+private:
+    template <std::size_t Index>
+    static constexpr Leaf MakeLeaf() {
+        constexpr uint32_t extraSize = Index / kFlagCombinations * 4;
+        constexpr unsigned features = Family::Features(Index % kFlagCombinations);
+        return {&Family::template Run<extraSize, features>, extraSize, features};
+    }
+
+    template <std::size_t... Index>
+    static constexpr Table Build(std::index_sequence<Index...>) {
+        return {{MakeLeaf<Index>()...}};
+    }
+};
