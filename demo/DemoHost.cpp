@@ -10,15 +10,18 @@ std::string& Trace() {
     static std::string line;
     return line;
 }
+int reports = 0;
 }  // namespace
 
 const std::string& DemoHost::TraceLine() { return Trace(); }
+int DemoHost::Reports() { return reports; }
 
 extern "C" {
 
 void dbLineAux(const char* file, int line) { std::fprintf(stderr, "quorvan: %s:%d: ", file, line); }
 
 void dbFatalfAux(const char* format, ...) {
+    ++reports;
     std::va_list args;
     va_start(args, format);
     std::vfprintf(stderr, format, args);

@@ -1,74 +1,157 @@
-// The demo host: loads Quorvan the way an engine does and shows what it found
-// and chose.
-//
-//   QuorvanDemo [--skip-detection]
+// The demo host: loads Quorvan the way an engine does, skins an animated mesh
+// and updates a fog of war with each implementation the library offers,
+// checks the results, draws pictures and times every operation against plain
+// C++. `--help` lists the options.
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include <Quorvan/Quorvan.h>
 
+#include "AssimpLoader.h"
 #include "DemoHost.h"
+#include "ImplementationRun.h"
+#include "JsonReport.h"
+#include "Options.h"
+#include "ProceduralMesh.h"
+#include "ProcessorReport.h"
 
 namespace {
 
-std::string FeatureNames(int bits) {
-    static const struct {
-        int bit;
-        const char* name;
-    } kFeatures[] = {{FeatureMMX, "MMX"}, {FeatureSSE, "SSE"}, {FeatureSSE2, "SSE2"}, {Feature3DNow, "3DNow!"}};
-    std::string names;
-    for (const auto& feature : kFeatures)
-        if (bits & feature.bit) names += std::string(names.empty() ? "" : " ") + feature.name;
-    char hex[16];
-    std::snprintf(hex, sizeof hex, " (0x%X)", bits);
-    return (names.empty() ? "none" : names) + hex;
+// Quorvan_std holds 128 bones (Quorvan_SSE 256), and the demo runs both.
+constexpr int kPaletteBones = 128;
+
+int Fail(const std::string& why) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "error: %s\n", why.c_str());
+    return 1;
 }
 
-void PrintProcessor() {
-    _processor_info info;
-    std::memset(&info, 0, sizeof info);
-    const int reported = _cpuid(&info);
-    std::printf("Processor record (_cpuid returned %d):\n", reported);
-    std::printf("  vendorId         %s\n", info.vendorId);
-    std::printf("  cpuName          %s\n", info.cpuName);
-    std::printf("  family           %d\n", info.family);
-    std::printf("  model            %d\n", info.model);
-    std::printf("  stepping         %d\n", info.stepping);
-    std::printf("  cpuFeatures      %s\n", FeatureNames(info.cpuFeatures).c_str());
-    std::printf("  osFeatures       %s\n", FeatureNames(info.osFeatures).c_str());
-    std::printf("  checkedFeatures  %d\n", info.checkedFeatures);
+std::string DefaultPictureDirectory() {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::string("output") : (program.parent_path() / "output").string();
+}
+
+MeshSummary Summarise(const SkinnedMesh& mesh, const Playback& playback, const Options& options) {
+    MeshSummary summary{mesh.name, playback.animation ? playback.animation->name : "",
+                        playback.animation ? playback.animation->seconds : 0, mesh.vertices.size(),
+                        mesh.triangles.size() / 3, mesh.skeleton.bones.size(), 0, 0, options.frames,
+                        options.directions};
+    for (const MeshVertex& vertex : mesh.vertices) {
+        summary.mostInfluences = std::max(summary.mostInfluences, vertex.influences.size());
+        summary.trimmedVertices += vertex.influences.size() > kMaxInfluences;
+    }
+    return summary;
+}
+
+void PrintMesh(const MeshSummary& m) {
+    std::printf("\nMesh: %s: %zu vertices, %zu triangles, %zu bones\n", m.name.c_str(), m.vertices, m.triangles,
+                m.bones);
+    std::printf("  up to %zu bone influences per vertex; %zu vertices keep their four strongest\n", m.mostInfluences,
+                m.trimmedVertices);
+    if (m.animationSeconds > 0)
+        std::printf("  animation \"%s\", %.2f s, played in %d frames", m.animation.c_str(), m.animationSeconds,
+                    m.frames);
+    else
+        std::printf("  no animation: the rest pose, %d frames", m.frames);
+    std::printf("; %s normals and tangents\n", m.directions == Directions::Float ? "float" : "packed");
+}
+
+Implementation ChosenImplementation() {
+    return DemoHost::TraceLine().find("Mode=SSE") != std::string::npos ? Implementation::Vector
+                                                                      : Implementation::Scalar;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    bool skipDetection = false;
-    for (int a = 1; a < argc; ++a) {
-        if (std::strcmp(argv[a], "--skip-detection") == 0) {
-            skipDetection = true;
-        } else {
-            std::fprintf(stderr, "usage: %s [--skip-detection]\n", argv[0]);
-            return 2;
+    Options options;
+    try {
+        options = ParseOptions(argc, argv);
+    } catch (const UsageError& error) {
+        return Fail(error.what());
+    }
+    if (options.help) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+
+    SkinnedMesh mesh;
+    std::vector<std::string> notes;
+    try {
+        mesh = options.mesh.empty() ? MakeTentacle() : LoadMesh(options.mesh, kPaletteBones, notes);
+    } catch (const MeshLoadError& error) {
+        return Fail(error.what());
+    }
+    if (options.animation > 0 && options.animation >= static_cast<int>(mesh.animations.size()))
+        return Fail("'" + mesh.name + "' has " + std::to_string(mesh.animations.size()) + " animations; --animation " +
+                    std::to_string(options.animation) + " is not one of them");
+    const std::string pictures = options.out.empty() ? DefaultPictureDirectory() : options.out;
+    std::error_code error;
+    std::filesystem::create_directories(pictures, error);
+    if (error) return Fail("cannot create picture directory " + pictures + ": " + error.message());
+
+    const Playback playback = MakePlayback(mesh, options.animation, options.frames);
+    const MeshSummary summary = Summarise(mesh, playback, options);
+
+    // The first accepted Initialize picks the implementation; after the last
+    // Shutdown, skipping detection gets the scalar one.
+    std::vector<ImplementationResult> results;
+    for (const bool skipDetection : {false, true}) {
+        if (!Quorvan::Initialize(skipDetection, 6)) return Fail("Quorvan refused interface version 6");
+        Quorvan* quorvan = Quorvan::i();
+        const Implementation implementation = ChosenImplementation();
+        if (results.empty()) {
+            std::printf("Trace line: %s\n\n", DemoHost::TraceLine().c_str());
+            PrintProcessor();
+            PrintMesh(summary);
+            for (const std::string& note : notes) std::printf("  note: %s\n", note.c_str());
+        } else if (implementation == results.front().implementation) {
+            std::printf("\nThis processor runs only %s.\n", ImplementationName(implementation));
+            Quorvan::Shutdown();
+            break;
         }
+        if (!quorvan) return Fail("Quorvan::Initialize gave no instance");
+        std::printf("\n== %s (%s), instance at %p, %u user(s)\n", ImplementationName(implementation),
+                    implementation == Implementation::Vector ? "SSE and MMX" : "scalar x87",
+                    static_cast<void*>(quorvan), Quorvan::s_refCount);
+        if (!results.empty()) std::printf("  Trace line: %s\n", DemoHost::TraceLine().c_str());
+        try {
+            results.push_back(RunImplementation(*quorvan, implementation, playback, options, pictures));
+        } catch (const std::runtime_error& failure) {
+            Quorvan::Shutdown();
+            return Fail(failure.what());
+        }
+        results.back().traceLine = DemoHost::TraceLine();
+        PrintResult(results.back(), options);
+        Quorvan::Shutdown();
+        std::printf("  after Shutdown: instance %p, %u user(s)\n", static_cast<void*>(Quorvan::i()),
+                    Quorvan::s_refCount);
     }
 
-    if (!Quorvan::Initialize(skipDetection, 6)) {
-        std::fprintf(stderr, "Quorvan refused interface version 6\n");
-        return 1;
+    std::printf("\nSpeed: fastest of repeated calls, against plain C++ doing the same work in the same run\n");
+    std::vector<Measurement> measurements;
+    for (const ImplementationResult& result : results)
+        measurements.insert(measurements.end(), result.performance.begin(), result.performance.end());
+    PrintPerformance(measurements);
+
+    if (!options.json.empty()) {
+        std::ofstream json(options.json);
+        json << JsonReport(summary, results, DemoHost::Reports());
+        if (!json) return Fail("cannot write " + options.json);
+        std::printf("\nFigures written to %s\n", options.json.c_str());
     }
-    Quorvan* quorvan = Quorvan::i();
-    std::printf("Trace line: %s\n\n", DemoHost::TraceLine().c_str());
-    PrintProcessor();
 
-    const bool vector = DemoHost::TraceLine().find("Mode=SSE") != std::string::npos;
-    std::printf("\nImplementation: %s (%s), instance at %p, %u user(s)\n",
-                vector ? "Quorvan_SSE" : "Quorvan_std",
-                vector ? "SSE and MMX" : "scalar x87", static_cast<void*>(quorvan), Quorvan::s_refCount);
-
-    Quorvan::Shutdown();
-    std::printf("After Shutdown: instance %p, %u user(s)\n", static_cast<void*>(Quorvan::i()),
-                Quorvan::s_refCount);
-    return quorvan ? 0 : 1;
+    bool agreed = DemoHost::Reports() == 0;
+    for (const ImplementationResult& result : results)
+        agreed = agreed && result.SkinningAgrees(options.directions) && result.FogAgrees();
+    if (!agreed)
+        return Fail(DemoHost::Reports() ? "Quorvan reported misuse (see above)"
+                                        : "results differ from the reference (see MISMATCH above)");
+    return 0;
 }

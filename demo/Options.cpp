@@ -1,0 +1,69 @@
+#include "Options.h"
+
+#include <cstdlib>
+#include <cstring>
+
+const char* const kUsage =
+    "usage: QuorvanDemo [--mesh FILE] [--animation N] [--frames N] [--packed] [--out DIR] [--json FILE] [--quick]\n"
+    "\n"
+    "Skins an animated mesh and updates a fog of war with both Quorvan implementations,\n"
+    "checks them against a double-precision computation, draws pictures and times each\n"
+    "operation against plain C++.\n"
+    "\n"
+    "  --mesh FILE     a rigged, animated mesh Assimp reads (default: a built-in tentacle)\n"
+    "  --animation N   which of the file's animations to play (default 0)\n"
+    "  --frames N      animation frames to skin, check and fog (default 48, quick 8)\n"
+    "  --packed        normals and tangents in the packed four-byte form instead of floats\n"
+    "  --out DIR       where the PNG pictures go (default: output/ beside the program)\n"
+    "  --json FILE     also write the results and speed figures as JSON\n"
+    "  --quick         few frames and short timings, for a fast check\n";
+
+namespace {
+
+int Count(const char* option, const char* text, int least) {
+    char* end = nullptr;
+    const long value = std::strtol(text, &end, 10);
+    if (*text == '\0' || *end != '\0' || value < least || value > 100000)
+        throw UsageError(std::string(option) + " wants a whole number from " + std::to_string(least) + ", not '" +
+                         text + "'");
+    return static_cast<int>(value);
+}
+
+}  // namespace
+
+Options ParseOptions(int argc, const char* const* argv) {
+    Options options;
+    bool framesGiven = false;
+    for (int a = 1; a < argc; ++a) {
+        const std::string option = argv[a];
+        const auto value = [&]() -> const char* {
+            if (a + 1 >= argc) throw UsageError(option + " needs a value");
+            return argv[++a];
+        };
+        if (option == "--mesh") {
+            options.mesh = value();
+        } else if (option == "--out") {
+            options.out = value();
+        } else if (option == "--json") {
+            options.json = value();
+        } else if (option == "--frames") {
+            options.frames = Count("--frames", value(), 1);
+            framesGiven = true;
+        } else if (option == "--animation") {
+            options.animation = Count("--animation", value(), 0);
+        } else if (option == "--packed") {
+            options.directions = Directions::Packed;
+        } else if (option == "--quick") {
+            options.quick = true;
+        } else if (option == "--help" || option == "-h") {
+            options.help = true;
+        } else {
+            throw UsageError("unknown option '" + option + "' (--help lists them)");
+        }
+    }
+    if (options.quick) {
+        if (!framesGiven) options.frames = 8;
+        options.secondsPerMeasurement = 0.01;
+    }
+    return options;
+}

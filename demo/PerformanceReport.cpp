@@ -1,0 +1,142 @@
+#include "PerformanceReport.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <random>
+
+#include "FogOperations.h"
+#include "PlainSkinning.h"
+#include "SkinnedCharacter.h"
+#include "Stopwatch.h"
+
+namespace {
+
+constexpr uint32_t kSkinnedVertices = 32768;  // at least, in whole copies of the mesh
+constexpr uint32_t kMapSide = 512;            // fog map, in texels
+
+// One line on the terminal, rewritten as the measurements go on.
+class Progress {
+public:
+    explicit Progress(int total) : m_total(total), m_shown(isatty(fileno(stderr))) {}
+    ~Progress() {
+        if (m_shown) std::fprintf(stderr, "\r%-78s\r", "");
+    }
+    void Next(const std::string& what) {
+        if (m_shown) std::fprintf(stderr, "\r%-78s", ("  measuring " + what + " (" + std::to_string(++m_done) + "/" +
+                                                      std::to_string(m_total) + ")").c_str());
+    }
+
+private:
+    int m_total, m_done = 0;
+    bool m_shown;
+};
+
+struct Case {
+    std::string operation, work, unit;
+    double itemsPerCall;
+    std::function<void()> run, runBaseline;
+};
+
+std::vector<Case> SkinningCases(Quorvan& quorvan, Implementation implementation, const Workload& workload,
+                                std::vector<std::unique_ptr<SkinnedCharacter>>& characters,
+                                std::vector<uint8_t>& scratch) {
+    std::vector<Case> cases;
+    const uint32_t meshVertices = static_cast<uint32_t>(workload.mesh.vertices.size());
+    const int copies = static_cast<int>((kSkinnedVertices + meshVertices - 1) / meshVertices);
+    for (Directions directions : {Directions::Float, Directions::Packed}) {
+        characters.push_back(std::make_unique<SkinnedCharacter>(workload.mesh, workload.influences, implementation,
+                                                                directions, copies));
+        SkinnedCharacter& character = *characters.back();
+        const uint32_t count = character.BlendedCount() + character.RigidCount();
+        scratch.resize(std::max<size_t>(scratch.size(), size_t(count) * character.Format().dstStride));
+        const std::string form = directions == Directions::Float ? "float" : "packed";
+        const std::string work = implementation == Implementation::Vector ? form + " normal, tangents"
+                                                                          : form + " normal";
+        for (bool rigid : {false, true}) {
+            Case c{rigid ? "SkinningSingle" : "SkinningFull", work, "vertices", double(count), {}, {}};
+            c.run = [&quorvan, &character, count, rigid] {
+                const SkinningJob job = character.Job(0, count);
+                rigid ? quorvan.SkinningSingle(&job) : quorvan.SkinningFull(&job);
+            };
+            c.runBaseline = [&character, &scratch, &workload, count, implementation, rigid] {
+                PlainSkin(character.Source(), scratch.data(), count, character.Format(), workload.pose,
+                          implementation, rigid);
+            };
+            cases.push_back(std::move(c));
+        }
+    }
+    return cases;
+}
+
+}  // namespace
+
+std::vector<Measurement> MeasureImplementation(Quorvan& quorvan, Implementation implementation,
+                                               const Workload& workload) {
+    std::vector<std::unique_ptr<SkinnedCharacter>> characters;
+    std::vector<uint8_t> scratch;
+    std::vector<Case> cases = SkinningCases(quorvan, implementation, workload, characters, scratch);
+    for (uint32_t b = 0; b < workload.pose.size(); ++b) quorvan.SetSkinningMatrix(b, workload.pose[b].data());
+
+    // Fog buffers: flag words with a mix of in-sight and explored texels.
+    const uint32_t texels = kMapSide * kMapSide;
+    std::vector<uint32_t> visibility(texels), texture32(texels), copy32(texels);
+    std::vector<uint16_t> texture16(texels);
+    std::mt19937 random(7);
+    for (uint32_t& flags : visibility) flags = random() & 3;
+    LibraryFogOperations library(quorvan);
+    PlainFogOperations plain(FogLevelsOf(implementation));
+    const auto fogCase = [&](const char* operation, const char* unit, double items,
+                             std::function<void(FogOperations&)> run) {
+        cases.push_back({operation, std::to_string(kMapSide) + " x " + std::to_string(kMapSide) + " map", unit,
+                         items, [&library, run] { run(library); }, [&plain, run] { run(plain); }});
+    };
+    fogCase("FowAlpha32Update", "texels", texels, [&](FogOperations& o) {
+        o.FowAlpha32Update(visibility.data(), texels, 1, 2, texture32.data());
+    });
+    fogCase("FowAlpha16Update", "texels", texels, [&](FogOperations& o) {
+        o.FowAlpha16Update(visibility.data(), texels, 1, 2, texture16.data());
+    });
+    fogCase("ANDMaskMemory", "bytes", texels * 4.0,
+            [&](FogOperations& o) { o.ANDMaskMemory(visibility.data(), texels, ~0u); });
+    // A mask no word has: the whole rectangle is read.
+    fogCase("TestMaskRect", "bytes", texels * 4.0, [&](FogOperations& o) {
+        o.TestMaskRect(visibility.data(), kMapSide, kMapSide, kMapSide, 0x80000000);
+    });
+    fogCase("CachelessCopy", "bytes", texels * 4.0,
+            [&](FogOperations& o) { o.CachelessCopy(copy32.data(), texture32.data(), texels * 4); });
+
+    std::vector<Measurement> measurements;
+    Progress progress(static_cast<int>(cases.size()));
+    for (const Case& c : cases) {
+        progress.Next(c.operation + " on " + ImplementationName(implementation));
+        const Timing timing = TimeAgainstBaseline(c.run, c.runBaseline, workload.secondsPerMeasurement);
+        measurements.push_back({c.operation, c.work, ImplementationName(implementation), c.unit, c.itemsPerCall,
+                                timing.seconds, timing.baselineSeconds});
+    }
+    return measurements;
+}
+
+namespace {
+
+std::string Rate(double perSecond, const std::string& unit) {
+    static const char* kPrefixes[] = {"", " k", " M", " G"};
+    int prefix = 0;
+    while (perSecond >= 1000 && prefix < 3) perSecond /= 1000, ++prefix;
+    char text[64];
+    std::snprintf(text, sizeof text, "%6.1f%s %s/s", perSecond, kPrefixes[prefix], unit.c_str());
+    return text;
+}
+
+}  // namespace
+
+void PrintPerformance(const std::vector<Measurement>& measurements) {
+    std::printf("%-17s %-24s %-12s %22s %9s %22s %9s %7s\n", "operation", "work", "on", "throughput", "ns/item",
+                "plain C++", "ns/item", "ratio");
+    for (const Measurement& m : measurements)
+        std::printf("%-17s %-24s %-12s %22s %9.3f %22s %9.3f %6.2fx\n", m.operation.c_str(), m.work.c_str(),
+                    m.implementation.c_str(), Rate(m.ItemsPerSecond(), m.unit).c_str(), m.NanosecondsPerItem(),
+                    Rate(m.BaselineItemsPerSecond(), m.unit).c_str(), m.BaselineNanosecondsPerItem(), m.Ratio());
+}
