@@ -1,9 +1,13 @@
 #!/usr/bin/env bash
-# Builds the library and runs the demo host. Arguments go to the demo.
+# Builds the library and runs the demo host. Arguments go to the demo
+# (--help lists them); relative paths are taken from where this is run.
 set -euo pipefail
-cd "$(dirname "$0")/.."
-tools/install-dependencies.sh demo
+root="$(cd "$(dirname "$0")/.." && pwd)"
+"$root/tools/install-dependencies.sh" demo
 export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
-cmake --preset demo >/dev/null
-cmake --build --preset demo >/dev/null
-exec build/demo/demo/QuorvanDemo "$@"
+(
+    cd "$root"
+    cmake --preset demo >/dev/null
+    cmake --build --preset demo >/dev/null
+)
+exec "$root/build/demo/demo/QuorvanDemo" "$@"

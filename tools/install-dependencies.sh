@@ -3,10 +3,10 @@
 # Usage: install-dependencies.sh demo|test
 set -euo pipefail
 
-packages=(cmake make g++ binutils)
+packages=(cmake make g++ binutils libassimp-dev libpng-dev)
 case "${1:-test}" in
 demo) ;;
-test) packages+=(g++-multilib g++-mingw-w64-i686 qemu-user googletest libgtest-dev libbenchmark-dev) ;;
+test) packages+=(g++-multilib g++-mingw-w64-i686 qemu-user googletest libgtest-dev libbenchmark-dev assimp-testmodels) ;;
 *) echo "usage: $0 demo|test" >&2; exit 2 ;;
 esac
 
