@@ -10,6 +10,7 @@
 
 #include <xmmintrin.h>
 
+#include "../Cross/Quorvan/ForceInline.h"
 #include "../Cross/Quorvan/VertexCursor.h"
 #include "../Cross/Quorvan/VertexLayout.h"
 #include "SseBonePalette.h"
@@ -22,7 +23,7 @@ constexpr unsigned kWeightOrder[4] = {2, 1, 0, 3};
 
 // byte / 255 in single precision: the byte times 1/255 rounded to a float,
 // the product rounded once more.
-inline __m128 Weight(uint8_t byte) {
+QUORVAN_INLINE __m128 Weight(uint8_t byte) {
     const __m128 w = _mm_mul_ss(_mm_cvtsi32_ss(_mm_setzero_ps(), byte), _mm_set_ss(1.0f / 255.0f));
     return _mm_shuffle_ps(w, w, 0);
 }
@@ -33,7 +34,7 @@ struct PackedSum {
 
     // The direction's bytes in excess-128 form (x in byte 2, z in byte 0),
     // rotated by the quantised bone and weighted by the raw weight byte.
-    void Add(const int8_t* q, const uint8_t* packed, int32_t weight) {
+    QUORVAN_INLINE void Add(const int8_t* q, const uint8_t* packed, int32_t weight) {
         const int32_t a = packed[2] - 128, b = packed[1] - 128, c = packed[0] - 128;
         x += (q[0] * a + q[3] * b + q[6] * c) * weight;
         y += (q[1] * a + q[4] * b + q[7] * c) * weight;
@@ -42,7 +43,7 @@ struct PackedSum {
 
     // Back to excess-128 bytes. The offset 128 * 32768 - 129 sets the zero
     // point; nothing clamps, so out-of-range sums wrap. Byte 3 is 0.
-    void Store(uint8_t* out) const {
+    QUORVAN_INLINE void Store(uint8_t* out) const {
         constexpr int32_t kOffset = 4194175;
         const uint32_t bytes = (static_cast<uint32_t>((z + kOffset) >> 15) & 0xFF) |
                                (static_cast<uint32_t>((y + kOffset) >> 15) & 0xFF) << 8 |
@@ -58,14 +59,14 @@ struct Direction {
     __m128 sum = _mm_setzero_ps();
     PackedSum packed;
 
-    void Add(const uint8_t* src, const BoneRows& rows, const int8_t* q, __m128 w, uint8_t weight) {
+    QUORVAN_INLINE void Add(const uint8_t* src, const BoneRows& rows, const int8_t* q, __m128 w, uint8_t weight) {
         if constexpr (Packed)
             packed.Add(q, src + Src, weight);
         else
             sum = _mm_add_ps(_mm_mul_ps(rows.Rotate(_mm_loadu_ps(reinterpret_cast<const float*>(src + Src))), w),
                              sum);
     }
-    void Store(uint8_t* dst) const {
+    QUORVAN_INLINE void Store(uint8_t* dst) const {
         if constexpr (Packed)
             packed.Store(dst + Dst);
         else
@@ -73,7 +74,7 @@ struct Direction {
     }
     // Multiplied by zero rather than cleared: a NaN or an infinity stays
     // NaN for the rest of the call.
-    void Restart() {
+    QUORVAN_INLINE void Restart() {
         sum = _mm_mul_ps(sum, _mm_setzero_ps());
         packed = PackedSum();
     }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <set>
 
 #include "../Cross/Quorvan/Quorvan_std.h"
@@ -86,16 +87,29 @@ const Dispatcher kDispatchers[] = {
     {"Quorvan_std::SkinningSingle", false, false, "../../Cross/Quorvan/Quorvan_std.cpp", 421},
 };
 
+// A fresh instance of the dispatcher's implementation with an identity bone 0.
+std::unique_ptr<Quorvan> Implementation(const Dispatcher& dispatcher) {
+    std::unique_ptr<Quorvan> quorvan(dispatcher.vector ? static_cast<Quorvan*>(new Quorvan_SSE) : new Quorvan_std);
+    const float identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+    quorvan->SetSkinningMatrix(0, identity);
+    return quorvan;
+}
+
+void Skin(const Dispatcher& dispatcher, Quorvan& quorvan, const SkinningJob& job) {
+    if (dispatcher.full)
+        quorvan.SkinningFull(&job);
+    else
+        quorvan.SkinningSingle(&job);
+}
+
 }  // namespace
 
 using SkinningRefusalTest = LibraryTest;
 
 TEST_F(SkinningRefusalTest, UnsupportedExtraSizesAreReportedAndTouchNothing) {
-    const float identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
     for (const Dispatcher& dispatcher : kDispatchers) {
         if (dispatcher.vector && !RunsSse()) continue;
-        Quorvan* quorvan = dispatcher.vector ? static_cast<Quorvan*>(new Quorvan_SSE) : new Quorvan_std;
-        quorvan->SetSkinningMatrix(0, identity);
+        const std::unique_ptr<Quorvan> quorvan = Implementation(dispatcher);
         const SkinningJob& copy = dispatcher.vector ? s_sseJob : s_stdJob;
 
         for (uint32_t extraSize : {2u, 6u, 85u, 86u, 88u, 0xFFFFFFFFu}) {
@@ -111,10 +125,7 @@ TEST_F(SkinningRefusalTest, UnsupportedExtraSizesAreReportedAndTouchNothing) {
             const SkinningJob before = job;
 
             HostCapture::Clear();
-            if (dispatcher.full)
-                quorvan->SkinningFull(&job);
-            else
-                quorvan->SkinningSingle(&job);
+            Skin(dispatcher, *quorvan, job);
 
             ASSERT_EQ(HostCapture::Reports().size(), 1u);
             const HostReport& report = HostCapture::Reports()[0];
@@ -130,16 +141,13 @@ TEST_F(SkinningRefusalTest, UnsupportedExtraSizesAreReportedAndTouchNothing) {
             EXPECT_EQ(std::memcmp(&job, &before, sizeof job), 0);
             EXPECT_EQ(std::memcmp(&copy, &job, sizeof job), 0);
         }
-        delete quorvan;
     }
 }
 
 TEST_F(SkinningRefusalTest, EverySupportedSizeIsAcceptedSilently) {
-    const float identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
     for (const Dispatcher& dispatcher : kDispatchers) {
         if (dispatcher.vector && !RunsSse()) continue;
-        Quorvan* quorvan = dispatcher.vector ? static_cast<Quorvan*>(new Quorvan_SSE) : new Quorvan_std;
-        quorvan->SetSkinningMatrix(0, identity);
+        const std::unique_ptr<Quorvan> quorvan = Implementation(dispatcher);
         for (uint32_t extraSize = 0; extraSize <= 84; extraSize += 4) {
             uint8_t src[160] = {};
             uint8_t dst[160] = {};
@@ -148,12 +156,8 @@ TEST_F(SkinningRefusalTest, EverySupportedSizeIsAcceptedSilently) {
             job.dstVertex = dst;
             job.srcExtraOffset = 60;
             job.dstExtraOffset = 48;
-            if (dispatcher.full)
-                quorvan->SkinningFull(&job);
-            else
-                quorvan->SkinningSingle(&job);
+            Skin(dispatcher, *quorvan, job);
         }
         EXPECT_TRUE(HostCapture::Reports().empty()) << dispatcher.name;
-        delete quorvan;
     }
 }

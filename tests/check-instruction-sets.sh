@@ -3,7 +3,8 @@
 # instruction sets each may use:
 #   - the frame and the scalar implementation: no MMX or SSE register at all
 #     (the processor probes are the one exception: they exist to fault);
-#   - the vector implementation: SSE and MMX, but no SSE2 instruction.
+#   - the vector implementation: SSE and MMX, but no SSE2 instruction;
+#   - the 3DNow! path: MMX and 3DNow!, no SSE register at all.
 # Usage: check-instruction-sets.sh <objdump> <object>...
 set -euo pipefail
 objdump=$1
@@ -37,6 +38,13 @@ check() {  # <object> <rule>
             echo "FAIL $1: SSE2 in the SSE implementation:"; head -5 <<<"$bad"; failed=1
         fi
         ;;
+    3dnow)
+        local bad
+        bad=$(grep -E '%xmm[0-9]' <<<"$listing" || true)
+        if [ -n "$bad" ]; then
+            echo "FAIL $1: SSE registers in the 3DNow! path:"; head -5 <<<"$bad"; failed=1
+        fi
+        ;;
     esac
 }
 
@@ -45,6 +53,7 @@ for object in "$@"; do
     case $object in
     */ProcessorProbe*) continue ;;      # the guarded test instructions
     */simd/Quorvan_SSE2*) continue ;;   # SSE2 is its point
+    */simd/Quorvan_3DNow*) check "$object" 3dnow ;;
     */simd/*) check "$object" sse ;;
     *) check "$object" x87 ;;
     esac
