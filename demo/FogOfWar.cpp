@@ -57,9 +57,9 @@ void FogOfWar::Update(FogOperations& operations, double seconds) {
 
     // Scouts wander on slow Lissajous paths.
     for (size_t u = 0; u < m_units.size(); ++u) {
-        const double phase = seconds * (0.35 + 0.07 * u) + u * 1.7;
-        m_units[u] = {int(m_width * (0.5 + 0.42 * std::sin(phase * (1 + u % 3)))),
-                      int(m_height * (0.5 + 0.42 * std::sin(phase * (2 - u % 2) + kPi / 3 * u)))};
+        const double phase = seconds * (0.2 + 0.03 * u) + u * 1.3;
+        m_units[u] = {int(m_width * (0.5 + 0.38 * std::sin(phase * (1 + 0.5 * (u % 3))))),
+                      int(m_height * (0.5 + 0.38 * std::sin(phase * (1.5 - 0.5 * (u % 2)) + kPi / 3 * u)))};
         Look(m_units[u], m_width / 10 + 4 * int(u));
     }
 

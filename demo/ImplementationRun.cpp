@@ -1,5 +1,6 @@
 #include "ImplementationRun.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr int kFogSide = 256;
 constexpr int kFogPictureScale = 2;
-constexpr double kFogSecondsPerFrame = 0.25;
+constexpr double kFogSeconds = 5;  // of scouting, however many frames show them
 
 // Float arithmetic on the library's side only: a few units in the last place.
 constexpr double kPositionTolerance = 1e-5;  // of the largest coordinate
@@ -78,8 +79,9 @@ void RunFog(Quorvan& quorvan, int frames, ImplementationResult& result, const st
     LibraryFogOperations library(quorvan);
     PlainFogOperations plain(FogLevelsOf(result.implementation));
     for (int f = 0; f < frames; ++f) {
-        fog.Update(library, f * kFogSecondsPerFrame);
-        expected.Update(plain, f * kFogSecondsPerFrame);
+        const double seconds = kFogSeconds * f / std::max(frames - 1, 1);
+        fog.Update(library, seconds);
+        expected.Update(plain, seconds);
         result.fogMismatches += Differences(fog.Visibility(), expected.Visibility()) +
                                 Differences(fog.Texture32(), expected.Texture32()) +
                                 Differences(fog.Texture16(), expected.Texture16()) +

@@ -12,7 +12,7 @@ struct Options {
     int frames = 48;
     int animation = 0;
     Directions directions = Directions::Float;
-    double secondsPerMeasurement = 0.15;
+    double secondsPerMeasurement = 0.4;
     bool quick = false;
     bool help = false;
 };

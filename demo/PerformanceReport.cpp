@@ -5,9 +5,8 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
-#include <random>
 
-#include "FogOperations.h"
+#include "FogOfWar.h"
 #include "PlainSkinning.h"
 #include "SkinnedCharacter.h"
 #include "Stopwatch.h"
@@ -80,27 +79,29 @@ std::vector<Measurement> MeasureImplementation(Quorvan& quorvan, Implementation 
     std::vector<Case> cases = SkinningCases(quorvan, implementation, workload, characters, scratch);
     for (uint32_t b = 0; b < workload.pose.size(); ++b) quorvan.SetSkinningMatrix(b, workload.pose[b].data());
 
-    // Fog buffers: flag words with a mix of in-sight and explored texels.
-    const uint32_t texels = kMapSide * kMapSide;
-    std::vector<uint32_t> visibility(texels), texture32(texels), copy32(texels);
-    std::vector<uint16_t> texture16(texels);
-    std::mt19937 random(7);
-    for (uint32_t& flags : visibility) flags = random() & 3;
+    // A fog map after a few frames of scouting: regions in sight, explored
+    // and unknown, as a game has them.
     LibraryFogOperations library(quorvan);
     PlainFogOperations plain(FogLevelsOf(implementation));
+    FogOfWar map(kMapSide, kMapSide);
+    for (int frame = 0; frame < 8; ++frame) map.Update(plain, frame);
+    const uint32_t texels = kMapSide * kMapSide;
+    std::vector<uint32_t> visibility = map.Visibility(), texture32 = map.Texture32(), copy32(texels);
+    std::vector<uint16_t> texture16 = map.Texture16();
     const auto fogCase = [&](const char* operation, const char* unit, double items,
                              std::function<void(FogOperations&)> run) {
         cases.push_back({operation, std::to_string(kMapSide) + " x " + std::to_string(kMapSide) + " map", unit,
                          items, [&library, run] { run(library); }, [&plain, run] { run(plain); }});
     };
     fogCase("FowAlpha32Update", "texels", texels, [&](FogOperations& o) {
-        o.FowAlpha32Update(visibility.data(), texels, 1, 2, texture32.data());
+        o.FowAlpha32Update(visibility.data(), texels, FogOfWar::kInSight, FogOfWar::kExplored, texture32.data());
     });
     fogCase("FowAlpha16Update", "texels", texels, [&](FogOperations& o) {
-        o.FowAlpha16Update(visibility.data(), texels, 1, 2, texture16.data());
+        o.FowAlpha16Update(visibility.data(), texels, FogOfWar::kInSight, FogOfWar::kExplored, texture16.data());
     });
-    fogCase("ANDMaskMemory", "bytes", texels * 4.0,
-            [&](FogOperations& o) { o.ANDMaskMemory(visibility.data(), texels, ~0u); });
+    fogCase("ANDMaskMemory", "bytes", texels * 4.0, [&](FogOperations& o) {
+        o.ANDMaskMemory(visibility.data(), texels, ~FogOfWar::kInSight);
+    });
     // A mask no word has: the whole rectangle is read.
     fogCase("TestMaskRect", "bytes", texels * 4.0, [&](FogOperations& o) {
         o.TestMaskRect(visibility.data(), kMapSide, kMapSide, kMapSide, 0x80000000);
