@@ -35,8 +35,7 @@ struct ImplementationResult {
     bool FogAgrees() const { return fogMismatches == 0 && campMismatches == 0; }
 };
 
-// Returns the results; throws std::runtime_error when a picture cannot be
-// written.
+// Throws std::runtime_error when a picture cannot be written.
 ImplementationResult RunImplementation(Quorvan& quorvan, Implementation implementation, const Playback& playback,
                                        const Options& options, const std::string& pictureDirectory);
 

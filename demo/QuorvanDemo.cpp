@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -67,72 +68,74 @@ Implementation ChosenImplementation() {
                                                                       : Implementation::Scalar;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    Options options;
-    try {
-        options = ParseOptions(argc, argv);
-    } catch (const UsageError& error) {
-        return Fail(error.what());
+// One use of the library, from Initialize to Shutdown.
+class Session {
+public:
+    explicit Session(bool skipDetection) {
+        if (!Quorvan::Initialize(skipDetection, 6)) throw std::runtime_error("Quorvan refused interface version 6");
     }
+    ~Session() { Quorvan::Shutdown(); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+};
+
+// The first accepted Initialize picks the implementation; after the last
+// Shutdown, skipping detection gets the scalar one.
+std::vector<ImplementationResult> RunEachImplementation(const Playback& playback, const MeshSummary& summary,
+                                                        const std::vector<std::string>& notes,
+                                                        const Options& options, const std::string& pictures) {
+    std::vector<ImplementationResult> results;
+    for (const bool skipDetection : {false, true}) {
+        {
+            const Session session(skipDetection);
+            const Implementation implementation = ChosenImplementation();
+            if (results.empty()) {
+                std::printf("Trace line: %s\n\n", DemoHost::TraceLine().c_str());
+                PrintProcessor();
+                PrintMesh(summary);
+                for (const std::string& note : notes) std::printf("  note: %s\n", note.c_str());
+            } else if (implementation == results.front().implementation) {
+                std::printf("\nThis processor runs only %s.\n", ImplementationName(implementation));
+                break;
+            }
+            Quorvan* quorvan = Quorvan::i();
+            if (!quorvan) throw std::runtime_error("Quorvan::Initialize gave no instance");
+            std::printf("\n== %s (%s), instance at %p, %u user(s)\n", ImplementationName(implementation),
+                        implementation == Implementation::Vector ? "SSE and MMX" : "scalar x87",
+                        static_cast<void*>(quorvan), Quorvan::s_refCount);
+            if (!results.empty()) std::printf("  Trace line: %s\n", DemoHost::TraceLine().c_str());
+            results.push_back(RunImplementation(*quorvan, implementation, playback, options, pictures));
+            results.back().traceLine = DemoHost::TraceLine();
+            PrintResult(results.back(), options);
+        }
+        std::printf("  after Shutdown: instance %p, %u user(s)\n", static_cast<void*>(Quorvan::i()),
+                    Quorvan::s_refCount);
+    }
+    return results;
+}
+
+int Demo(int argc, char** argv) {
+    const Options options = ParseOptions(argc, argv);
     if (options.help) {
         std::fputs(kUsage, stdout);
         return 0;
     }
 
-    SkinnedMesh mesh;
     std::vector<std::string> notes;
-    try {
-        mesh = options.mesh.empty() ? MakeTentacle() : LoadMesh(options.mesh, kPaletteBones, notes);
-    } catch (const MeshLoadError& error) {
-        return Fail(error.what());
-    }
+    const SkinnedMesh mesh = options.mesh.empty() ? MakeTentacle() : LoadMesh(options.mesh, kPaletteBones, notes);
     if (options.animation > 0 && options.animation >= static_cast<int>(mesh.animations.size()))
-        return Fail("'" + mesh.name + "' has " + std::to_string(mesh.animations.size()) + " animations; --animation " +
-                    std::to_string(options.animation) + " is not one of them");
+        throw std::runtime_error("'" + mesh.name + "' has " + std::to_string(mesh.animations.size()) +
+                                 " animations; --animation " + std::to_string(options.animation) +
+                                 " is not one of them");
     const std::string pictures = options.out.empty() ? DefaultPictureDirectory() : options.out;
     std::error_code error;
     std::filesystem::create_directories(pictures, error);
-    if (error) return Fail("cannot create picture directory " + pictures + ": " + error.message());
+    if (error) throw std::runtime_error("cannot create picture directory " + pictures + ": " + error.message());
 
     const Playback playback = MakePlayback(mesh, options.animation, options.frames);
     const MeshSummary summary = Summarise(mesh, playback, options);
-
-    // The first accepted Initialize picks the implementation; after the last
-    // Shutdown, skipping detection gets the scalar one.
-    std::vector<ImplementationResult> results;
-    for (const bool skipDetection : {false, true}) {
-        if (!Quorvan::Initialize(skipDetection, 6)) return Fail("Quorvan refused interface version 6");
-        Quorvan* quorvan = Quorvan::i();
-        const Implementation implementation = ChosenImplementation();
-        if (results.empty()) {
-            std::printf("Trace line: %s\n\n", DemoHost::TraceLine().c_str());
-            PrintProcessor();
-            PrintMesh(summary);
-            for (const std::string& note : notes) std::printf("  note: %s\n", note.c_str());
-        } else if (implementation == results.front().implementation) {
-            std::printf("\nThis processor runs only %s.\n", ImplementationName(implementation));
-            Quorvan::Shutdown();
-            break;
-        }
-        if (!quorvan) return Fail("Quorvan::Initialize gave no instance");
-        std::printf("\n== %s (%s), instance at %p, %u user(s)\n", ImplementationName(implementation),
-                    implementation == Implementation::Vector ? "SSE and MMX" : "scalar x87",
-                    static_cast<void*>(quorvan), Quorvan::s_refCount);
-        if (!results.empty()) std::printf("  Trace line: %s\n", DemoHost::TraceLine().c_str());
-        try {
-            results.push_back(RunImplementation(*quorvan, implementation, playback, options, pictures));
-        } catch (const std::runtime_error& failure) {
-            Quorvan::Shutdown();
-            return Fail(failure.what());
-        }
-        results.back().traceLine = DemoHost::TraceLine();
-        PrintResult(results.back(), options);
-        Quorvan::Shutdown();
-        std::printf("  after Shutdown: instance %p, %u user(s)\n", static_cast<void*>(Quorvan::i()),
-                    Quorvan::s_refCount);
-    }
+    const std::vector<ImplementationResult> results =
+        RunEachImplementation(playback, summary, notes, options, pictures);
 
     std::printf("\nSpeed: fastest of repeated calls, against plain C++ doing the same work in the same run\n");
     std::vector<Measurement> measurements;
@@ -143,15 +146,23 @@ int main(int argc, char** argv) {
     if (!options.json.empty()) {
         std::ofstream json(options.json);
         json << JsonReport(summary, results, DemoHost::Reports());
-        if (!json) return Fail("cannot write " + options.json);
+        if (!json) throw std::runtime_error("cannot write " + options.json);
         std::printf("\nFigures written to %s\n", options.json.c_str());
     }
 
-    bool agreed = DemoHost::Reports() == 0;
+    if (DemoHost::Reports()) return Fail("Quorvan reported misuse (see above)");
     for (const ImplementationResult& result : results)
-        agreed = agreed && result.SkinningAgrees(options.directions) && result.FogAgrees();
-    if (!agreed)
-        return Fail(DemoHost::Reports() ? "Quorvan reported misuse (see above)"
-                                        : "results differ from the reference (see MISMATCH above)");
+        if (!result.SkinningAgrees(options.directions) || !result.FogAgrees())
+            return Fail("results differ from the reference (see MISMATCH above)");
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Demo(argc, argv);
+    } catch (const std::runtime_error& error) {
+        return Fail(error.what());
+    }
 }

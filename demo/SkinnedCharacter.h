@@ -34,7 +34,6 @@ public:
     // The source buffer, blended vertices first: what the plain C++
     // comparison loops read.
     const uint8_t* Source() const { return m_source.data(); }
-    uint8_t* Destination() { return m_destination.data(); }
     // Skinned mesh vertex `v` (of the first copy), as the library left it.
     SkinnedVertex Read(uint32_t v) const;
 

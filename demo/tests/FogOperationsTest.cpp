@@ -7,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
+
+#include "Library.h"
 
 namespace {
 
@@ -23,19 +26,17 @@ class FogOperationsTest : public ::testing::TestWithParam<Source> {
 protected:
     void SetUp() override {
         if (GetParam().library) {
-            ASSERT_TRUE(Quorvan::Initialize(GetParam().implementation == Implementation::Scalar, 6));
-            m_operations = std::make_unique<LibraryFogOperations>(*Quorvan::i());
+            m_library.emplace(GetParam().implementation);
+            m_operations = std::make_unique<LibraryFogOperations>(**m_library);
         } else {
             m_operations = std::make_unique<PlainFogOperations>(FogLevelsOf(GetParam().implementation));
         }
-    }
-    void TearDown() override {
-        if (GetParam().library) Quorvan::Shutdown();
     }
     FogOperations& Operations() { return *m_operations; }
     bool Scalar() const { return GetParam().implementation == Implementation::Scalar; }
 
 private:
+    std::optional<Library> m_library;
     std::unique_ptr<FogOperations> m_operations;
 };
 

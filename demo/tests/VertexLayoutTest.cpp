@@ -9,25 +9,12 @@
 #include <cmath>
 #include <limits>
 
+#include "Library.h"
 #include "PlainSkinning.h"
 
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-
-// One implementation, held from Initialize to Shutdown.
-class Library {
-public:
-    explicit Library(Implementation implementation) {
-        EXPECT_TRUE(Quorvan::Initialize(implementation == Implementation::Scalar, 6));
-        m_quorvan = Quorvan::i();
-    }
-    ~Library() { Quorvan::Shutdown(); }
-    Quorvan& operator*() { return *m_quorvan; }
-
-private:
-    Quorvan* m_quorvan;
-};
 
 MeshVertex Vertex(Vec3 position, std::vector<Influence> influences) {
     MeshVertex vertex;
