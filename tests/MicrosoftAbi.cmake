@@ -21,3 +21,8 @@ add_test(NAME windows-host.wine
                  -DWORK=${CMAKE_CURRENT_BINARY_DIR}/windows-host -DGENERATOR=${CMAKE_GENERATOR}
                  -P ${CMAKE_CURRENT_SOURCE_DIR}/windows-host/RunUnderWine.cmake)
 set_tests_properties(windows-host.wine PROPERTIES SKIP_REGULAR_EXPRESSION "SKIPPED:" TIMEOUT 900 RUN_SERIAL TRUE)
+find_program(WINE wine)
+if(NOT WINE)
+  message(STATUS "Wine not found: the Windows host program is built and linked, but windows-host.wine "
+                 "will be skipped")
+endif()
