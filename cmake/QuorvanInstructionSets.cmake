@@ -5,6 +5,11 @@
 
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   set(QUORVAN_ISA_BASE -march=i686 -mtune=generic -mfpmath=387 -mno-mmx -mno-sse)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # clang refuses -mfpmath=387 beside a file's -msse; without SSE it
+    # computes on the x87 unit anyway.
+    list(REMOVE_ITEM QUORVAN_ISA_BASE -mfpmath=387)
+  endif()
   set(QUORVAN_ISA_SSE -mmmx -msse -mno-sse2)
   set(QUORVAN_ISA_SSE2 -mmmx -msse -msse2)
   set(QUORVAN_ISA_3DNOW -mmmx -m3dnow -mno-sse)

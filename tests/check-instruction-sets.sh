@@ -48,16 +48,35 @@ check() {  # <object> <rule>
     esac
 }
 
+instructionSet() {  # <object>: the instruction sets it is built for
+    case $1 in
+    */ProcessorProbe*) echo probes ;;   # the guarded test instructions
+    */simd/Quorvan_SSE2*) echo sse2 ;;  # SSE2 is its point
+    */simd/Quorvan_3DNow*) echo 3dnow ;;
+    */simd/*) echo sse ;;
+    *) echo x87 ;;
+    esac
+}
+
 checked=0
+weak=""
 for object in "$@"; do
-    case $object in
-    */ProcessorProbe*) continue ;;      # the guarded test instructions
-    */simd/Quorvan_SSE2*) continue ;;   # SSE2 is its point
-    */simd/Quorvan_3DNow*) check "$object" 3dnow ;;
-    */simd/*) check "$object" sse ;;
-    *) check "$object" x87 ;;
+    set=$(instructionSet "$object")
+    case $set in
+    probes | sse2) ;;
+    *) check "$object" "$set" ;;
     esac
     checked=$((checked + 1))
+    weak+=$(nm --defined-only "$object" | awk -v set="$set" '$2 == "W" { print set, $3 }')$'\n'
 done
+
+shared=$(sort -u <<<"$weak" | awk 'NF == 2 { sets[$2] = sets[$2] " " $1; count[$2]++ }
+                                   END { for (s in count) if (count[s] > 1) print s ":" sets[s] }')
+if [ -n "$shared" ]; then
+    echo "FAIL inline functions emitted out of line for several instruction sets:"
+    head -5 <<<"$shared" | c++filt
+    failed=1
+fi
+
 [ "$failed" = 0 ] && echo "$checked objects use only the instruction sets they may"
 exit "$failed"

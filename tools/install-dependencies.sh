@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(cmake make g++ binutils libassimp-dev libpng-dev)
 case "${1:-test}" in
 demo) ;;
-test) packages+=(g++-multilib g++-mingw-w64-i686 qemu-user googletest libgtest-dev libbenchmark-dev assimp-testmodels) ;;
+test) packages+=(g++-multilib g++-mingw-w64-i686 qemu-user googletest libgtest-dev libbenchmark-dev
+              clang-16 lld llvm assimp-testmodels) ;;
 *) echo "usage: $0 demo|test" >&2; exit 2 ;;
 esac
 

@@ -8,22 +8,23 @@
 #include <cstdint>
 #include <cstring>
 
+#include "ForceInline.h"
 #include "SkinningJob.h"
 
 template <class Byte>
-inline Byte* Offset(Byte* address, uint32_t offset) {
+QUORVAN_INLINE Byte* Offset(Byte* address, uint32_t offset) {
     return address + static_cast<int32_t>(offset);
 }
 
 // The pass-through bytes, a size fixed per kernel: nothing for 0, word moves
 // for small sizes, a block move for large ones.
 template <uint32_t ExtraSize>
-inline void CopyExtra(uint8_t* dst, const uint8_t* src) {
+QUORVAN_INLINE void CopyExtra(uint8_t* dst, const uint8_t* src) {
     if constexpr (ExtraSize != 0) std::memcpy(dst, src, ExtraSize);
 }
 
 // The auxiliary bytes: any length, known only at run time.
-inline void CopyAux(uint8_t* dst, const uint8_t* src, uint32_t size) {
+QUORVAN_INLINE void CopyAux(uint8_t* dst, const uint8_t* src, uint32_t size) {
     if (size != 0) std::memcpy(dst, src, size);  // an empty stream may have no address
 }
 
@@ -48,7 +49,7 @@ struct VertexCursor {
     // After the vertex's skinned values are written: its pass-through bytes,
     // its auxiliary bytes, then on to the next vertex.
     template <uint32_t ExtraSize, bool Aux>
-    void FinishVertex(const SkinningJob& job) {
+    QUORVAN_INLINE void FinishVertex(const SkinningJob& job) {
         uint8_t* extra = Offset(dst, job.dstExtraOffset);
         CopyExtra<ExtraSize>(extra, Offset(src, job.srcExtraOffset));
         if constexpr (Aux) {

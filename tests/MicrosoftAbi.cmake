@@ -1,0 +1,28 @@
+# The Windows build for hosts compiled with the Microsoft compiler: what such
+# a host relies on, checked without Windows. Only running the host program
+# needs a Windows environment (Wine), and is skipped where there is none.
+find_program(LLVM_READOBJ llvm-readobj REQUIRED)
+
+add_test(NAME virtual-tables
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/windows-host/check-virtual-tables.sh ${LLVM_READOBJ}
+                 ${CMAKE_CURRENT_SOURCE_DIR}/exports/msvc-i686-virtual-table.txt "$<TARGET_OBJECTS:QuorvanObjects>"
+         COMMAND_EXPAND_LISTS)
+# The objects run on old processors here as well, built by another compiler.
+add_test(NAME instruction-sets
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check-instruction-sets.sh ${CMAKE_OBJDUMP}
+                 "$<TARGET_OBJECTS:QuorvanObjects>"
+         COMMAND_EXPAND_LISTS)
+
+# Linking it against Quorvan.lib is itself a check: no symbol may stay
+# unresolved.
+add_subdirectory(windows-host)
+add_test(NAME windows-host.wine
+         COMMAND ${CMAKE_COMMAND} -DHOST=$<TARGET_FILE:HostRun> -DQUORVAN_SOURCE=${PROJECT_SOURCE_DIR}
+                 -DWORK=${CMAKE_CURRENT_BINARY_DIR}/windows-host -DGENERATOR=${CMAKE_GENERATOR}
+                 -P ${CMAKE_CURRENT_SOURCE_DIR}/windows-host/RunUnderWine.cmake)
+set_tests_properties(windows-host.wine PROPERTIES SKIP_REGULAR_EXPRESSION "SKIPPED:" TIMEOUT 900 RUN_SERIAL TRUE)
+find_program(WINE wine)
+if(NOT WINE)
+  message(STATUS "Wine not found: the Windows host program is built and linked, but windows-host.wine "
+                 "will be skipped")
+endif()

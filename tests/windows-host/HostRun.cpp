@@ -1,0 +1,164 @@
+// A host as an engine built with the Microsoft compiler writes it: only the
+// public header, the entry points and the virtual table. It checks the
+// lifecycle through the exported statics, skins a few vertices with each
+// implementation and prints every destination byte, so the same program
+// built for Linux i386 must print exactly the same lines.
+//
+// Usage: HostRun; exit status 0 when every check held.
+
+#include <Quorvan/Quorvan.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+int g_failures = 0;
+
+void Check(bool held, const char* what) {
+    if (held) return;
+    std::printf("FAILED: %s\n", what);
+    ++g_failures;
+}
+
+// Inputs come from integer arithmetic alone, so both builds start from the
+// same bits whatever their compilers do with floating point.
+class Bytes {
+public:
+    uint32_t Next() {
+        m_state = m_state * 1664525u + 1013904223u;
+        return m_state >> 8;
+    }
+    // A float of moderate size, from its bit pattern: exponent 2^-6 to 2^3.
+    float NextFloat() {
+        const uint32_t r = Next();
+        const uint32_t bits = (r & 0x800000u) << 8 | (121u + (r >> 16) % 10) << 23 | (Next() & 0x7FFFFF);
+        float value;
+        std::memcpy(&value, &bits, sizeof value);
+        return value;
+    }
+
+private:
+    uint32_t m_state = 12345;
+};
+
+constexpr unsigned kBones = 4;
+constexpr unsigned kVertices = 4;
+constexpr uint32_t kSrcStride = 64;
+constexpr uint32_t kDstStride = 64;
+constexpr uint32_t kSrcExtraOffset = 56;
+constexpr uint32_t kDstExtraOffset = 48;
+constexpr uint32_t kAuxSize = 4;
+constexpr uint8_t kCanary = 0xCD;
+
+struct Layout {
+    const char* name;
+    uint32_t extraSize;
+    uint8_t hasNormal, hasTangents, hasAux, packedDirections;
+};
+constexpr Layout kLayouts[] = {
+    {"position", 0, 0, 0, 0, 0},
+    {"float-directions+aux", 8, 1, 1, 1, 0},
+    {"packed-directions", 4, 1, 1, 0, 1},
+};
+
+void LoadBones(Quorvan* q, Bytes& random) {
+    for (uint32_t bone = 0; bone < kBones; ++bone) {
+        float m[12];
+        for (float& element : m) element = random.NextFloat();
+        q->SetSkinningMatrix(bone, m);
+    }
+}
+
+// Source vertices: random bytes, with floats where floats are read, bone
+// indices that name loaded bones and weights with some zeros among them.
+void FillSource(uint8_t* src, const Layout& layout, Bytes& random) {
+    for (unsigned k = 0; k < kVertices * kSrcStride; ++k) src[k] = static_cast<uint8_t>(random.Next());
+    for (unsigned v = 0; v < kVertices; ++v) {
+        uint8_t* vertex = src + v * kSrcStride;
+        const unsigned floatEnd = layout.packedDirections ? 12 : 56;
+        for (unsigned offset = 0; offset < floatEnd; offset += 4) {
+            if (offset == 12) offset = 20;  // bone indices and weights
+            const float value = random.NextFloat();
+            std::memcpy(vertex + offset, &value, 4);
+        }
+        for (unsigned k = 0; k < 4; ++k) {
+            vertex[12 + k] = static_cast<uint8_t>(random.Next() % kBones);
+            if (random.Next() % 3 == 0) vertex[16 + k] = 0;
+        }
+    }
+}
+
+void PrintBytes(const char* implementation, const char* operation, const Layout& layout, const uint8_t* bytes,
+                unsigned count) {
+    std::printf("%s %s %s:", implementation, operation, layout.name);
+    for (unsigned k = 0; k < count; ++k) std::printf("%s%02x", k % kDstStride ? "" : " ", bytes[k]);
+    std::printf("\n");
+}
+
+void Skin(Quorvan* q, const char* implementation) {
+    Bytes random;
+    LoadBones(q, random);
+    for (const Layout& layout : kLayouts) {
+        for (int single = 0; single < 2; ++single) {
+            uint8_t src[kVertices * kSrcStride];
+            uint8_t aux[kVertices * kAuxSize];
+            uint8_t dst[kVertices * kDstStride];
+            FillSource(src, layout, random);
+            for (uint8_t& byte : aux) byte = static_cast<uint8_t>(random.Next());
+            std::memset(dst, kCanary, sizeof dst);
+
+            SkinningJob job;
+            std::memset(&job, 0, sizeof job);
+            job.srcVertex = src;
+            job.srcStride = kSrcStride;
+            job.srcExtraOffset = kSrcExtraOffset;
+            job.dstVertex = dst;
+            job.dstStride = kDstStride;
+            job.dstExtraOffset = kDstExtraOffset;
+            job.auxSize = kAuxSize;
+            job.auxBase = aux;
+            job.extraSize = layout.extraSize;
+            job.vertexCount = kVertices;
+            job.hasNormal = layout.hasNormal;
+            job.hasTangents = layout.hasTangents;
+            job.hasAux = layout.hasAux;
+            job.packedDirections = layout.packedDirections;
+            if (single)
+                q->SkinningSingle(&job);
+            else
+                q->SkinningFull(&job);
+            PrintBytes(implementation, single ? "SkinningSingle" : "SkinningFull", layout, dst, sizeof dst);
+        }
+    }
+}
+
+// One whole use of the library: initialise, skin, shut down.
+void Run(bool skipDetection, const char* implementation) {
+    Check(Quorvan::Initialize(skipDetection, 6), "Initialize accepts version 6");
+    Check(Quorvan::s_refCount == 1, "one user counted");
+    Quorvan* q = Quorvan::i();
+    Check(q != nullptr && q == Quorvan::s_pQuorvan, "i() is the exported instance");
+    if (q) Skin(q, implementation);
+    Quorvan::Shutdown();
+    Check(Quorvan::i() == nullptr && Quorvan::s_pQuorvan == nullptr && Quorvan::s_refCount == 0,
+          "the last Shutdown deletes the instance");
+}
+
+}  // namespace
+
+int main() {
+    Check(!Quorvan::Initialize(false, 5), "Initialize refuses version 5");
+    Check(Quorvan::s_refCount == 0 && Quorvan::s_pQuorvan == nullptr, "a refusal changes nothing");
+
+    _processor_info info;
+    const int reported = _cpuid(&info);
+    Check(info.checkedFeatures == 15 && reported == info.cpuFeatures, "_cpuid fills the record");
+    std::printf("processor %s, features %d, running %d\n", info.cpuName, info.cpuFeatures, info.osFeatures);
+
+    Run(true, "x87");
+    if (info.osFeatures & FeatureSSE) Run(false, "SSE");
+
+    std::printf("%s\n", g_failures ? "host checks FAILED" : "host checks passed");
+    return g_failures ? 1 : 0;
+}

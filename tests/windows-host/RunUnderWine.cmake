@@ -1,0 +1,64 @@
+# Runs the Windows host program under Wine and the same program built for
+# Linux i386 natively, and requires both to pass their checks and to print
+# the same lines, skinned bytes included. The trace line, which carries the
+# time, is left out. Without Wine the test says so and counts as skipped.
+#   -DHOST=<HostRun.exe> -DQUORVAN_SOURCE=<source tree> -DWORK=<directory> -DGENERATOR=<generator>
+find_program(WINE wine)
+if(NOT WINE)
+  message("SKIPPED: Wine is not installed, so the Windows host program does not run here; "
+          "everything else about the Windows build was checked. To run it: "
+          "dpkg --add-architecture i386 && apt-get update && apt-get install wine wine32:i386")
+  return()
+endif()
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE failed OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(failed)
+    string(REPLACE ";" " " command "${ARGN}")
+    message(FATAL_ERROR "${command} failed (${failed}):\n${out}\n${err}")
+  endif()
+  set(output "${out}" PARENT_SCOPE)
+endfunction()
+
+# The lines the two programs must agree on.
+function(report output variable)
+  string(REPLACE "\r" "" output "${output}")
+  string(REGEX REPLACE "\\[[^\n]*\\] QUORVAN -- [^\n]*\n" "" output "${output}")
+  if(NOT output MATCHES "host checks passed\n$")
+    message(FATAL_ERROR "the host's checks failed:\n${output}")
+  endif()
+  set(${variable} "${output}" PARENT_SCOPE)
+endfunction()
+
+set(linux ${WORK}/linux-i386)
+run(${CMAKE_COMMAND} -S ${QUORVAN_SOURCE}/tests/windows-host -B ${linux} -G ${GENERATOR}
+    -DCMAKE_TOOLCHAIN_FILE=${QUORVAN_SOURCE}/cmake/toolchain-linux-i386.cmake
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORVAN_SOURCE=${QUORVAN_SOURCE})
+run(${CMAKE_COMMAND} --build ${linux} --target HostRun)
+run(${linux}/HostRun)
+report("${output}" expected)
+
+run(${CMAKE_COMMAND} -E env WINEPREFIX=${WORK}/wine-prefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
+    ${WINE} ${HOST})
+report("${output}" actual)
+
+string(REPLACE "\n" ";" actualLines "${actual}")
+string(REPLACE "\n" ";" expectedLines "${expected}")
+list(LENGTH actualLines count)
+list(LENGTH expectedLines expectedCount)
+if(count GREATER expectedCount)
+  set(count ${expectedCount})
+endif()
+math(EXPR last "${count} - 1")
+foreach(k RANGE ${last})
+  list(GET actualLines ${k} windowsLine)
+  list(GET expectedLines ${k} linuxLine)
+  if(NOT windowsLine STREQUAL linuxLine)
+    math(EXPR number "${k} + 1")
+    message(FATAL_ERROR "Line ${number} differs.\nWindows:    ${windowsLine}\nLinux i386: ${linuxLine}")
+  endif()
+endforeach()
+if(NOT actual STREQUAL expected)
+  message(FATAL_ERROR "The Windows host printed\n${actual}\nbut on Linux i386 the same program printed\n${expected}")
+endif()
+message(STATUS "Under Wine the host printed the same ${count} lines as on Linux i386")
