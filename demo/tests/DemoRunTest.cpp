@@ -13,6 +13,7 @@
 #include <regex>
 #include <sstream>
 
+#include "ScratchDirectory.h"
 #include "SmdFile.h"
 
 namespace {
@@ -32,7 +33,8 @@ std::string Slurp(const std::string& path) {
 }
 
 Run RunDemo(const std::string& arguments) {
-    const std::string out = testing::TempDir() + "demo.out", err = testing::TempDir() + "demo.err";
+    const ScratchDirectory scratch;
+    const std::string out = scratch / "stdout", err = scratch / "stderr";
     const int status =
         std::system((std::string(QUORVAN_DEMO_PROGRAM) + " " + arguments + " >" + out + " 2>" + err).c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Slurp(out), Slurp(err)};
@@ -78,8 +80,8 @@ double LitShare(const Picture& picture, int x0, int x1) {
 }
 
 void ExpectGoodRun(const std::string& arguments) {
-    const std::string out = testing::TempDir() + "pictures";
-    std::filesystem::remove_all(out);
+    const ScratchDirectory scratch;
+    const std::string out = scratch / "pictures";
     const std::string json = out + "/results.json";
     const Run run = RunDemo(arguments + " --quick --out " + out + " --json " + json);
     ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
@@ -132,7 +134,8 @@ TEST(DemoRun, UnusableInputEndsInOneErrorLine) {
     ExpectOneErrorLine("--mesh /nonexistent/mesh.x", "cannot read '/nonexistent/mesh.x': no such file");
     ExpectOneErrorLine("--mesh " + kModels + "/Collada/duck.dae",
                        "'duck.dae' has no skeleton: no mesh in it is bound to bones");
-    const std::string chain = testing::TempDir() + "chain.smd";
+    const ScratchDirectory scratch;
+    const std::string chain = scratch / "chain.smd";
     WriteBoneChainSmd(chain, 130);
     ExpectOneErrorLine("--mesh " + chain, "'chain.smd' has 130 bones; the bone palette holds 128");
     ExpectOneErrorLine("--frames 0", "--frames wants a whole number from 1, not '0'");

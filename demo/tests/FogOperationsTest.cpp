@@ -22,6 +22,8 @@ struct Source {
     bool library;
 };
 
+void PrintTo(const Source& source, std::ostream* out) { *out << source.name; }
+
 class FogOperationsTest : public ::testing::TestWithParam<Source> {
 protected:
     void SetUp() override {

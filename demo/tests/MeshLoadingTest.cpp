@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "BoneInfluences.h"
+#include "ScratchDirectory.h"
 #include "SmdFile.h"
 
 namespace {
@@ -75,11 +76,12 @@ TEST(MeshLoading, FilesThatCannotBeShownSayWhy) {
     EXPECT_EQ(LoadError(kModels + "/X"), "cannot read '" + kModels + "/X': not a file");
     EXPECT_EQ(LoadError(kModels + "/Collada/duck.dae"), "'duck.dae' has no skeleton: no mesh in it is bound to bones");
 
-    const std::string garbage = testing::TempDir() + "garbage.x";
+    const ScratchDirectory scratch;
+    const std::string garbage = scratch / "garbage.x";
     std::ofstream(garbage) << "xof 0303txt 0032\nnot a mesh at all {{{\n";
     EXPECT_EQ(LoadError(garbage).rfind("cannot read '" + garbage + "': ", 0), 0u) << LoadError(garbage);
 
-    const std::string chain = testing::TempDir() + "chain130.smd";
+    const std::string chain = scratch / "chain130.smd";
     WriteBoneChainSmd(chain, 130);
     EXPECT_EQ(LoadError(chain), "'chain130.smd' has 130 bones; the bone palette holds 128");
     WriteBoneChainSmd(chain, 128);

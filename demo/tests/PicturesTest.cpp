@@ -7,6 +7,7 @@
 
 #include "PngWriter.h"
 #include "Rasteriser.h"
+#include "ScratchDirectory.h"
 
 namespace {
 
@@ -43,7 +44,8 @@ TEST(PngWriter, WritesWhatReadsBack) {
     Image image(3, 2);
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 3; ++x) image.At(x, y) = {uint8_t(10 * x), uint8_t(100 + y), uint8_t(x * y + 7)};
-    const std::string path = testing::TempDir() + "three-by-two.png";
+    const ScratchDirectory scratch;
+    const std::string path = scratch / "three-by-two.png";
     ASSERT_EQ(WritePng(path, image), "");
 
     png_image png;

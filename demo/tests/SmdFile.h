@@ -1,6 +1,6 @@
 #pragma once
 
-// Writes a Valve SMD text mesh with a chain of `bones` bones and one
+// Writes an SMD text mesh with a chain of `bones` bones and one
 // triangle on each, so that every bone holds vertices.
 
 #include <fstream>

@@ -61,6 +61,15 @@ Expected Blend(const MeshVertex& vertex, const PackedInfluences& p, const std::v
     return sum;
 }
 
+}  // namespace
+
+void PrintTo(Implementation implementation, std::ostream* out) { *out << ImplementationName(implementation); }
+void PrintTo(Directions directions, std::ostream* out) {
+    *out << (directions == Directions::Float ? "float" : "packed");
+}
+
+namespace {
+
 class VertexLayoutTest : public ::testing::TestWithParam<std::tuple<Implementation, Directions>> {};
 
 TEST_P(VertexLayoutTest, EveryInfluenceCountSkinsAsDocumented) {
