@@ -1,6 +1,7 @@
 #include "ImplementationRun.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <stdexcept>
 
@@ -37,16 +38,21 @@ void PlayFrames(Quorvan& quorvan, const Playback& playback, const Options& optio
     Image strip(kPictureSide * static_cast<int>(playback.pictureFrames.size()), kPictureSide);
     int tile = 0;
 
+    double reach = 0;  // largest reference coordinate, the scale of position errors
+
     for (size_t f = 0; f < playback.poses.size(); ++f) {
         character.LoadPose(quorvan, playback.poses[f]);
         character.SkinBlended(quorvan);
         character.SkinRigid(quorvan);
 
+        const std::vector<ReferenceVertex> reference = playback.Reference(f);
         std::vector<Vec3> positions(vertices), normals(vertices);
         for (uint32_t v = 0; v < vertices; ++v) {
             const SkinnedVertex skinned = character.Read(v);
             const bool rigid = IsRigid(playback.influences[v]);
-            errors[rigid].Add(skinned, playback.reference[f][v], rigid);
+            const Vec3 expected = reference[v].position;
+            reach = std::max({reach, std::fabs(expected.x), std::fabs(expected.y), std::fabs(expected.z)});
+            errors[rigid].Add(skinned, reference[v], rigid);
             positions[v] = skinned.position * (1 / SkinningErrors::PositionScale(result.implementation, rigid));
             normals[v] = skinned.normal;
         }
@@ -59,7 +65,7 @@ void PlayFrames(Quorvan& quorvan, const Playback& playback, const Options& optio
     for (const bool rigid : {false, true}) {
         SkinningDifferences& differences = rigid ? result.single : result.full;
         differences.position = errors[rigid].Position();
-        differences.relativePosition = errors[rigid].Position() / std::max(playback.reach, 1e-30);
+        differences.relativePosition = errors[rigid].Position() / std::max(reach, 1e-30);
         differences.normal = errors[rigid].Normal();
         differences.tangent = errors[rigid].Tangent();
     }

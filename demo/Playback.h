@@ -1,9 +1,9 @@
 #pragma once
 
 // The animation frames the demo plays, worked out once for both
-// implementations: each frame's bone palette and the double-precision
-// reference result of every vertex, the camera that frames them all, and the
-// frames that get pictures.
+// implementations: each frame's bone palette, the camera that frames the
+// pictured ones and the colours to draw with. The double-precision
+// reference of a frame is worked out when it is needed.
 
 #include <vector>
 
@@ -17,13 +17,12 @@ struct Playback {
     const SkinnedMesh& mesh;
     const Animation* animation;  // null: the rest pose throughout
     std::vector<PackedInfluences> influences;
-    std::vector<double> seconds;
     std::vector<std::vector<PaletteMatrix>> poses;
-    std::vector<std::vector<ReferenceVertex>> reference;
     std::vector<int> pictureFrames;
     std::vector<Rgb> colours;  // per vertex, its bones' colours mixed by weight
-    double reach = 0;          // largest reference coordinate, the scale of position errors
     OrthoView view;
+
+    std::vector<ReferenceVertex> Reference(size_t frame) const;
 };
 
 constexpr int kPictureSide = 320;

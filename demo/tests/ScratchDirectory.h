@@ -6,13 +6,12 @@
 #include <filesystem>
 #include <string>
 
-// A directory of the running test's own, removed when the test is done, so
-// that tests can run side by side.
+// A directory of its own, removed when it goes out of scope, so that tests
+// can run side by side.
 class ScratchDirectory {
 public:
     ScratchDirectory()
-        : m_path(testing::TempDir() + "quorvan-demo-" + std::to_string(getpid()) + "-" +
-                 testing::UnitTest::GetInstance()->current_test_info()->name()) {
+        : m_path(testing::TempDir() + "quorvan-demo-" + std::to_string(getpid()) + "-" + std::to_string(++s_made)) {
         std::filesystem::create_directories(m_path);
     }
     ~ScratchDirectory() { std::filesystem::remove_all(m_path); }
@@ -22,5 +21,6 @@ public:
     std::string operator/(const std::string& name) const { return m_path + "/" + name; }
 
 private:
+    static inline int s_made = 0;
     std::string m_path;
 };
