@@ -57,3 +57,12 @@ Mat4 FromPaletteMatrix(const PaletteMatrix& m) {
         for (int c = 0; c < 3; ++c) a.m[c][r] = m[3 * r + c];
     return a;
 }
+
+double AxisScale(const PaletteMatrix& m) {
+    double furthest = 1;
+    for (int axis = 0; axis < 3; ++axis) {
+        const double length = Length({m[3 * axis], m[3 * axis + 1], m[3 * axis + 2]});
+        if (std::fabs(length - 1) > std::fabs(furthest - 1)) furthest = length;
+    }
+    return furthest;
+}

@@ -19,3 +19,7 @@ using PaletteMatrix = std::array<float, 12>;
 PaletteMatrix ToPaletteMatrix(const Mat4& skinning);
 // The same matrix back in double precision, exactly as the library holds it.
 Mat4 FromPaletteMatrix(const PaletteMatrix& m);
+
+// The length of an axis image furthest from 1: 1 for a bone that only
+// rotates and moves.
+double AxisScale(const PaletteMatrix& m);

@@ -4,6 +4,7 @@
 // C++. `--help` lists the options.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -61,6 +62,21 @@ void PrintMesh(const MeshSummary& m) {
     else
         std::printf("  no animation: the rest pose, %d frames", m.frames);
     std::printf("; %s normals and tangents\n", m.directions == Directions::Float ? "float" : "packed");
+}
+
+// Packed directions hold unit vectors in eight bits per component, and the
+// vector implementation's packed bone rotations wrap past 1.
+void RequireRotationsOnly(const Playback& playback) {
+    double furthest = 1;
+    for (const auto& pose : playback.poses)
+        for (const PaletteMatrix& bone : pose)
+            if (std::fabs(AxisScale(bone) - 1) > std::fabs(furthest - 1)) furthest = AxisScale(bone);
+    if (std::fabs(furthest - 1) > 0.01) {
+        char scale[32];
+        std::snprintf(scale, sizeof scale, "%.3g", furthest);
+        throw std::runtime_error("--packed needs bones that only rotate, but '" + playback.mesh.name +
+                                 "' scales them by " + scale);
+    }
 }
 
 Implementation ChosenImplementation() {
@@ -133,6 +149,7 @@ int Demo(int argc, char** argv) {
     if (error) throw std::runtime_error("cannot create picture directory " + pictures + ": " + error.message());
 
     const Playback playback = MakePlayback(mesh, options.animation, options.frames);
+    if (options.directions == Directions::Packed) RequireRotationsOnly(playback);
     const MeshSummary summary = Summarise(mesh, playback, options);
     const std::vector<ImplementationResult> results =
         RunEachImplementation(playback, summary, notes, options, pictures);

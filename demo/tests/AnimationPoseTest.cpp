@@ -24,6 +24,13 @@ TEST(AnimationPose, PaletteMatrixRowsAreTheImagesOfTheAxesThenTheTranslation) {
                 p.x * m[2] + p.y * m[5] + p.z * m[8] + m[11]});
 }
 
+TEST(AnimationPose, AxisScaleIsTheStretchFurthestFromOne) {
+    const Quat turn = AxisAngle({1, 2, 3}, 0.7);
+    EXPECT_NEAR(AxisScale(ToPaletteMatrix(Compose({4, 5, 6}, turn, {1, 1, 1}))), 1, 1e-6);
+    EXPECT_NEAR(AxisScale(ToPaletteMatrix(Compose({}, turn, {1.5, 1, 0.25}))), 0.25, 1e-6);
+    EXPECT_NEAR(AxisScale(ToPaletteMatrix(Compose({}, turn, {1, 3, 0.5}))), 3, 1e-6);
+}
+
 TEST(AnimationPose, RestPoseLeavesTheMeshInItsBindPose) {
     const SkinnedMesh tentacle = MakeTentacle();
     for (const Mat4& bone : PoseBones(tentacle.skeleton, nullptr, 0)) {

@@ -138,6 +138,8 @@ TEST(DemoRun, UnusableInputEndsInOneErrorLine) {
     const std::string chain = scratch / "chain.smd";
     WriteBoneChainSmd(chain, 130);
     ExpectOneErrorLine("--mesh " + chain, "'chain.smd' has 130 bones; the bone palette holds 128");
+    ExpectOneErrorLine("--packed --mesh " + kModels + "/FBX/huesitos.fbx",
+                       "--packed needs bones that only rotate, but 'huesitos.fbx' scales them by 100");
     ExpectOneErrorLine("--frames 0", "--frames wants a whole number from 1, not '0'");
     ExpectOneErrorLine("--wireframe", "unknown option '--wireframe' (--help lists them)");
 }
