@@ -41,18 +41,28 @@ inline void StoreVector(uint8_t* out, __m128 v) {
         StoreXYZW(out, v);
 }
 
-// A packed direction (excess-128 bytes, x in byte 2, z in byte 0) rotated by
-// the quantised bone. The offset 127 * 128 - 1 puts the result's zero point
-// at about 127 rather than the input's 128; nothing clamps, so sums beyond a
-// byte wrap. Byte 3 is written as 0.
-inline void SkinPacked(uint8_t* out, const uint8_t* in, const int8_t* q) {
-    const int32_t x = in[2] - 128, y = in[1] - 128, z = in[0] - 128;
-    const auto byte = [](int32_t sum) { return static_cast<uint32_t>((sum + 16255) >> 7) & 0xFF; };
-    const uint32_t bytes = byte(q[2] * x + q[5] * y + q[8] * z) |        //
-                           byte(q[1] * x + q[4] * y + q[7] * z) << 8 |   //
-                           byte(q[0] * x + q[3] * y + q[6] * z) << 16;
-    std::memcpy(out, &bytes, 4);
-}
+// The bone's quantised rotation, widened once per vertex: read before the
+// first store, it need not be fetched again after each one.
+struct PackedRotation {
+    int32_t q[9];
+
+    explicit PackedRotation(const int8_t* bytes) {
+        for (int k = 0; k < 9; ++k) q[k] = bytes[k];
+    }
+
+    // A packed direction (excess-128 bytes, x in byte 2, z in byte 0) through
+    // the rotation. The offset 127 * 128 - 1 puts the result's zero point at
+    // about 127 rather than the input's 128; nothing clamps, so sums beyond a
+    // byte wrap. Byte 3 is written as 0.
+    [[gnu::always_inline]] void Skin(uint8_t* out, const uint8_t* in) const {
+        const int32_t x = in[2] - 128, y = in[1] - 128, z = in[0] - 128;
+        const auto byte = [](int32_t sum) { return static_cast<uint32_t>((sum + 16255) >> 7) & 0xFF; };
+        const uint32_t bytes = byte(q[2] * x + q[5] * y + q[8] * z) |        //
+                               byte(q[1] * x + q[4] * y + q[7] * z) << 8 |   //
+                               byte(q[0] * x + q[3] * y + q[6] * z) << 16;
+        std::memcpy(out, &bytes, 4);
+    }
+};
 
 }  // namespace
 
@@ -72,18 +82,18 @@ void SseSingleFamily::Run() {
         uint8_t* dst = cursor.dst;
         const unsigned bone = src[kSrcBones];
         const BoneRows rows(s_ssePalette.rows[bone]);
-        const int8_t* q = s_ssePalette.quantised[bone];
+        const PackedRotation rotation(s_ssePalette.quantised[bone]);
 
         StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, rows.Transform(LoadVector(src + kSrcPosition)));
         if constexpr (kNormal) {
             if constexpr (kPacked)
-                SkinPacked(dst + kDstNormal, src + kSrcNormal, q);
+                rotation.Skin(dst + kDstNormal, src + kSrcNormal);
             else
                 StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, rows.Rotate(LoadVector(src + kSrcNormal)));
         }
         if constexpr (kTangents && kPacked) {
-            SkinPacked(dst + DstTangent(true), src + SrcTangent(true), q);
-            SkinPacked(dst + DstBinormal(true), src + SrcBinormal(true), q);
+            rotation.Skin(dst + DstTangent(true), src + SrcTangent(true));
+            rotation.Skin(dst + DstBinormal(true), src + SrcBinormal(true));
         } else if constexpr (kTangents) {
             // Both are fetched before either is stored: where the destination
             // overlaps the source, the tangent's store may reach the
