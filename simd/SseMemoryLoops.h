@@ -19,8 +19,12 @@
 namespace SseMemory {
 
 // Eight bytes at any address.
-inline __m64 Load8(const void* p) { return *static_cast<const __m64_u*>(p); }
-inline void Store8(void* p, __m64 v) { *static_cast<__m64_u*>(p) = v; }
+inline __m64 Load8(const void* p) {
+    __m64 v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+inline void Store8(void* p, __m64 v) { std::memcpy(p, &v, sizeof v); }
 
 // Moves eight bytes through an MMX register. A value that is only moved
 // would otherwise go through whatever register the compiler likes best (an
