@@ -1,0 +1,53 @@
+#pragma once
+
+// The scalar implementation's packed direction: four bytes, x in byte 2,
+// y in byte 1, z in byte 0 and a range byte in byte 3.
+//
+// The encoder lifts every channel by t, the magnitude of the smallest
+// component, so that none is negative, squeezes the result by 1 / (1 + t)
+// into [0, 1] and keeps 1 - t in the range byte; the decoder undoes both
+// with k = 1 - range. A range byte of 0 is the plain 2c - 1 mapping. This is
+// not the excess-128 packing of the vector implementation, and the two do
+// not read each other's bytes.
+//
+// Every intermediate is rounded to float where it is named below.
+
+#include <cmath>
+#include <cstdint>
+
+#include "FloatRounding.h"
+#include "StdVector.h"
+
+namespace PackedDirection {
+
+inline Float3 Decode(const uint8_t* bytes) {
+    const float range = Rounded(bytes[3] / 255.0f);
+    const float k = Rounded(1.0f - range);
+    const float s = Rounded(1.0f + k);
+    const auto channel = [s, k](uint8_t byte) { return Rounded(Rounded(s * Rounded(byte / 255.0f)) - k); };
+    return {channel(bytes[2]), channel(bytes[1]), channel(bytes[0])};
+}
+
+// One channel in [0, 1] to its byte. The scale is just under 256 so that 1.0
+// lands on 255 without rounding up; the conversion truncates toward zero.
+// NaN gives 0, the low byte of what the x87 unit's conversion of NaN stores.
+inline uint8_t ChannelByte(float channel) {
+    const float scaled = Rounded(channel * 255.99f);
+    if (!(scaled >= 0.0f)) return 0;
+    if (scaled > 255.0f) return 255;
+    return static_cast<uint8_t>(static_cast<int>(scaled));
+}
+
+inline void Encode(uint8_t* bytes, Float3 d) {
+    // Ties keep the first operand: y against z, then x against that.
+    float smallest = d.y > d.z ? d.z : d.y;
+    smallest = d.x > smallest ? smallest : d.x;
+    const float t = std::fabs(smallest);
+    const float s = Rounded(1.0f / Rounded(t + 1.0f));
+    bytes[0] = ChannelByte(Rounded(Rounded(d.z + t) * s));
+    bytes[1] = ChannelByte(Rounded(Rounded(d.y + t) * s));
+    bytes[2] = ChannelByte(Rounded(Rounded(d.x + t) * s));
+    bytes[3] = ChannelByte(Rounded(1.0f - t));
+}
+
+}  // namespace PackedDirection
