@@ -14,14 +14,16 @@
 
 #include <cfloat>
 
+#include "ForceInline.h"
+
 #if FLT_EVAL_METHOD == 0
 
-[[gnu::always_inline]] inline float Rounded(float value) { return value; }
-[[gnu::always_inline]] inline float Rounded(long double value) { return static_cast<float>(value); }
+QUORVAN_INLINE float Rounded(float value) { return value; }
+QUORVAN_INLINE float Rounded(long double value) { return static_cast<float>(value); }
 
 #else
 
-[[gnu::always_inline]] inline float Rounded(long double value) {
+QUORVAN_INLINE float Rounded(long double value) {
     volatile float stored = static_cast<float>(value);
     return stored;
 }

@@ -16,29 +16,33 @@
 #include <cstdint>
 
 #include "FloatRounding.h"
+#include "ForceInline.h"
 #include "StdVector.h"
 
 namespace PackedDirection {
 
-inline Float3 Decode(const uint8_t* bytes) {
+QUORVAN_INLINE float DecodedChannel(uint8_t byte, float s, float k) {
+    return Rounded(Rounded(s * Rounded(byte / 255.0f)) - k);
+}
+
+QUORVAN_INLINE Float3 Decode(const uint8_t* bytes) {
     const float range = Rounded(bytes[3] / 255.0f);
     const float k = Rounded(1.0f - range);
     const float s = Rounded(1.0f + k);
-    const auto channel = [s, k](uint8_t byte) { return Rounded(Rounded(s * Rounded(byte / 255.0f)) - k); };
-    return {channel(bytes[2]), channel(bytes[1]), channel(bytes[0])};
+    return {DecodedChannel(bytes[2], s, k), DecodedChannel(bytes[1], s, k), DecodedChannel(bytes[0], s, k)};
 }
 
 // One channel in [0, 1] to its byte. The scale is just under 256 so that 1.0
 // lands on 255 without rounding up; the conversion truncates toward zero.
 // NaN gives 0, the low byte of what the x87 unit's conversion of NaN stores.
-inline uint8_t ChannelByte(float channel) {
+QUORVAN_INLINE uint8_t ChannelByte(float channel) {
     const float scaled = Rounded(channel * 255.99f);
     if (!(scaled >= 0.0f)) return 0;
     if (scaled > 255.0f) return 255;
     return static_cast<uint8_t>(static_cast<int>(scaled));
 }
 
-inline void Encode(uint8_t* bytes, Float3 d) {
+QUORVAN_INLINE void Encode(uint8_t* bytes, Float3 d) {
     // Ties keep the first operand: y against z, then x against that.
     float smallest = d.y > d.z ? d.z : d.y;
     smallest = d.x > smallest ? smallest : d.x;

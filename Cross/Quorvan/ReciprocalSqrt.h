@@ -8,8 +8,9 @@
 #include <cstring>
 
 #include "FloatRounding.h"
+#include "ForceInline.h"
 
-inline float FastReciprocalSqrt(float v) {
+QUORVAN_INLINE float FastReciprocalSqrt(float v) {
     int32_t bits;
     std::memcpy(&bits, &v, sizeof bits);
     const int32_t guessBits = 0x5F3759DF - (bits >> 1);

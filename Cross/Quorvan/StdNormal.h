@@ -5,12 +5,13 @@
 
 #include <cstdint>
 
+#include "ForceInline.h"
 #include "PackedDirection.h"
 #include "StdVector.h"
 #include "VertexLayout.h"
 
 template <bool Packed>
-inline Float3 LoadNormal(const uint8_t* srcVertex) {
+QUORVAN_INLINE Float3 LoadNormal(const uint8_t* srcVertex) {
     if constexpr (Packed)
         return PackedDirection::Decode(srcVertex + VertexLayout::kSrcNormal);
     else
@@ -18,7 +19,7 @@ inline Float3 LoadNormal(const uint8_t* srcVertex) {
 }
 
 template <bool Packed>
-inline void StoreNormal(uint8_t* dstVertex, Float3 normal) {
+QUORVAN_INLINE void StoreNormal(uint8_t* dstVertex, Float3 normal) {
     if constexpr (Packed)
         PackedDirection::Encode(dstVertex + VertexLayout::kDstNormal, normal);
     else

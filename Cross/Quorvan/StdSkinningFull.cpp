@@ -9,6 +9,7 @@
 // vector implementation gives for the same bones. The two implementations
 // differ here on purpose.
 
+#include "ForceInline.h"
 #include "ReciprocalSqrt.h"
 #include "StdNormal.h"
 #include "StdSkinning.h"
@@ -20,14 +21,14 @@ namespace {
 
 // sum + weight * term, component by component: the product is rounded to
 // float, then the sum.
-inline Float3 AddWeighted(Float3 sum, float weight, Float3 term) {
+QUORVAN_INLINE Float3 AddWeighted(Float3 sum, float weight, Float3 term) {
     return {Rounded(sum.x + Rounded(weight * term.x)), Rounded(sum.y + Rounded(weight * term.y)),
             Rounded(sum.z + Rounded(weight * term.z))};
 }
 
 // Back to unit length; the squared length is summed in extended precision
 // and rounded once. A zero normal stays zero.
-inline Float3 Renormalised(Float3 n) {
+QUORVAN_INLINE Float3 Renormalised(Float3 n) {
     const long double x = n.x, y = n.y, z = n.z;
     const float r = FastReciprocalSqrt(Rounded(x * x + y * y + z * z));
     return {Rounded(n.x * r), Rounded(n.y * r), Rounded(n.z * r)};
