@@ -29,7 +29,8 @@ struct Mesh {
     std::vector<uint8_t> src, dst, baselineDst;
     float bones[kBones][12];
 
-    explicit Mesh(uint32_t vertices) : src(vertices * kSrcStride), dst(vertices * kDstStride), baselineDst(dst.size()) {
+    explicit Mesh(uint32_t vertices)
+        : src(vertices * kSrcStride), dst(vertices * kDstStride), baselineDst(dst.size()) {
         std::mt19937 random(11);
         std::uniform_real_distribution<float> unit(-1, 1);
         for (auto& bone : bones)
@@ -50,7 +51,8 @@ struct Mesh {
 };
 
 void Transform(const float* m, const float* in, float* out, bool translate) {
-    for (int c = 0; c < 3; ++c) out[c] = in[0] * m[c] + in[1] * m[3 + c] + in[2] * m[6 + c] + (translate ? m[9 + c] : 0.0f);
+    for (int c = 0; c < 3; ++c)
+        out[c] = in[0] * m[c] + in[1] * m[3 + c] + in[2] * m[6 + c] + (translate ? m[9 + c] : 0.0f);
 }
 
 void LoadNormal(const uint8_t* s, Form form, float* n) {
@@ -62,7 +64,8 @@ void LoadNormal(const uint8_t* s, Form form, float* n) {
 void StoreNormal(uint8_t* d, Form form, const float* n) {
     if (form == kFloatNormal) std::memcpy(d + 12, n, 12);
     if (form == kPackedNormal) {
-        for (int c = 0; c < 3; ++c) d[14 - c] = static_cast<uint8_t>(std::fmin(std::fmax((n[c] + 1.0f) * 127.5f, 0.0f), 255.0f));
+        for (int c = 0; c < 3; ++c)
+            d[14 - c] = static_cast<uint8_t>(std::fmin(std::fmax((n[c] + 1.0f) * 127.5f, 0.0f), 255.0f));
         d[15] = 255;
     }
 }

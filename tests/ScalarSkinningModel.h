@@ -123,7 +123,8 @@ inline void Skin(const SkinningJob& job, const float* palette, bool fourWeights)
         uint8_t* extra = dst + static_cast<int32_t>(job.dstExtraOffset);
         std::memcpy(extra, src + static_cast<int32_t>(job.srcExtraOffset), job.extraSize);
         if (job.hasAux) {
-            if (job.auxSize) std::memcpy(extra + job.extraSize, job.auxBase + static_cast<int32_t>(auxOffset), job.auxSize);
+            const uint8_t* from = job.auxBase + static_cast<int32_t>(auxOffset);
+            if (job.auxSize) std::memcpy(extra + job.extraSize, from, job.auxSize);
             auxOffset += job.auxSize;
         }
         src += static_cast<int32_t>(job.srcStride);

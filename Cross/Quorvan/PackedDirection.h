@@ -43,7 +43,8 @@ QUORVAN_INLINE uint8_t ChannelByte(float channel) {
 }
 
 QUORVAN_INLINE void Encode(uint8_t* bytes, Float3 d) {
-    // Ties keep the first operand: y against z, then x against that.
+    // y stays unless it is greater than z, then x unless it is greater than
+    // that. The order shows only with a NaN, which is never greater.
     float smallest = d.y > d.z ? d.z : d.y;
     smallest = d.x > smallest ? smallest : d.x;
     const float t = std::fabs(smallest);

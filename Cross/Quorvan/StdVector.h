@@ -10,6 +10,7 @@
 
 #include "FloatRounding.h"
 #include "ForceInline.h"
+#include "Quorvan_std.h"
 
 struct Float3 {
     float x, y, z;
@@ -27,10 +28,8 @@ QUORVAN_INLINE void StoreFloat3(uint8_t* bytes, Float3 v) { std::memcpy(bytes, &
 // translation.
 class StdBone {
 public:
-    static constexpr unsigned kFloats = 12;
-
     // The index is a vertex byte and is not checked against the palette.
-    QUORVAN_INLINE StdBone(const float* palette, unsigned index) : m_m(palette + kFloats * index) {}
+    QUORVAN_INLINE StdBone(const float* palette, unsigned index) : m_m(palette + Quorvan_std::kFloatsPerBone * index) {}
 
     // ((m0 x + m3 y) + m6 z) + m9, and likewise for y and z.
     QUORVAN_INLINE Float3 Transform(Float3 p) const {
@@ -38,7 +37,9 @@ public:
     }
 
     // (m0 x + m3 y) + m6 z: a direction has no translation.
-    QUORVAN_INLINE Float3 Rotate(Float3 d) const { return {Rounded(Rotated<0>(d)), Rounded(Rotated<1>(d)), Rounded(Rotated<2>(d))}; }
+    QUORVAN_INLINE Float3 Rotate(Float3 d) const {
+        return {Rounded(Rotated<0>(d)), Rounded(Rotated<1>(d)), Rounded(Rotated<2>(d))};
+    }
 
 private:
     // The products of two floats are exact in extended precision; the sums
