@@ -21,12 +21,24 @@
 
 namespace PackedDirection {
 
+// byte / 255 rounded to float, for every byte: the decoder's four
+// quotients without a division each.
+struct ByteFractions {
+    float of[256];
+};
+constexpr ByteFractions MakeByteFractions() {
+    ByteFractions fractions{};
+    for (int byte = 0; byte < 256; ++byte) fractions.of[byte] = byte / 255.0f;
+    return fractions;
+}
+inline constexpr ByteFractions kByteFractions = MakeByteFractions();
+
 QUORVAN_INLINE float DecodedChannel(uint8_t byte, float s, float k) {
-    return Rounded(Rounded(s * Rounded(byte / 255.0f)) - k);
+    return Rounded(Rounded(s * kByteFractions.of[byte]) - k);
 }
 
 QUORVAN_INLINE Float3 Decode(const uint8_t* bytes) {
-    const float range = Rounded(bytes[3] / 255.0f);
+    const float range = kByteFractions.of[bytes[3]];
     const float k = Rounded(1.0f - range);
     const float s = Rounded(1.0f + k);
     return {DecodedChannel(bytes[2], s, k), DecodedChannel(bytes[1], s, k), DecodedChannel(bytes[0], s, k)};
