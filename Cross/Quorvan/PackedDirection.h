@@ -15,8 +15,8 @@
 #include <cmath>
 #include <cstdint>
 
-#include "FloatRounding.h"
 #include "ForceInline.h"
+#include "RoundedFloat.h"
 #include "StdVector.h"
 
 namespace PackedDirection {

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "FloatRounding.h"
 #include "ForceInline.h"
+#include "RoundedFloat.h"
 
 QUORVAN_INLINE float FastReciprocalSqrt(float v) {
     int32_t bits;

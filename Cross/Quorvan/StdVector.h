@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "FloatRounding.h"
 #include "ForceInline.h"
 #include "Quorvan_std.h"
+#include "RoundedFloat.h"
 
 struct Float3 {
     float x, y, z;
