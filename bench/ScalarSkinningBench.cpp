@@ -76,7 +76,7 @@ void BaselineFull(const Mesh& mesh, uint8_t* dst, uint32_t vertices, Form form) 
     for (uint32_t v = 0; v < vertices; ++v) {
         const uint8_t* s = mesh.src.data() + v * kSrcStride;
         uint8_t* d = dst + v * kDstStride;
-        float p[3], n[3], outP[3] = {}, outN[3] = {};
+        float p[3], n[3] = {}, outP[3] = {}, outN[3] = {};
         std::memcpy(p, s, 12);
         LoadNormal(s, form, n);
         for (int i = 0; i < 4; ++i) {
@@ -106,7 +106,7 @@ void BaselineSingle(const Mesh& mesh, uint8_t* dst, uint32_t vertices, Form form
         const uint8_t* s = mesh.src.data() + v * kSrcStride;
         uint8_t* d = dst + v * kDstStride;
         const float* m = mesh.bones[s[12]];
-        float p[3], n[3], t[3];
+        float p[3], n[3] = {}, t[3];
         std::memcpy(p, s, 12);
         Transform(m, p, t, true);
         std::memcpy(d, t, 12);

@@ -316,3 +316,47 @@ TEST_F(RandomJobs, TheDetectedScalarImplementationSkins) {
     for (Operation operation : {kFull, kSingle})
         for (unsigned flags = 0; flags < 16; ++flags) CheckLeaf(Quorvan::i(), operation, 4 * (flags % 22), flags);
 }
+
+namespace {
+uint16_t X87Control() {
+    uint16_t control;
+    asm volatile("fnstcw %0" : "=m"(control));
+    return control;
+}
+void SetX87Control(uint16_t control) { asm volatile("fldcw %0" : : "m"(control)); }
+}  // namespace
+
+// A host may run the x87 unit with its precision lowered; the scalar sums are
+// extended all the same, and the host gets its own setting back.
+TEST_F(RandomJobs, TheHostsPrecisionSettingChangesNothing) {
+    constexpr uint32_t kVertices = 64;
+    std::vector<Vertex> src(kVertices);
+    for (Vertex& v : src) {
+        for (float& c : v.position) c = RandomFloat(m_state, -4, 7);
+        for (uint8_t& b : v.bones) b = static_cast<uint8_t>(Next(m_state) % Quorvan_std::kBoneCount);
+        for (uint8_t& w : v.weights) w = static_cast<uint8_t>(1 + Next(m_state) % 255);
+        for (float& c : v.normal) c = RandomFloat(m_state, -6, 1);
+    }
+    const auto skin = [&](Operation operation, uint16_t control) {
+        std::vector<uint8_t> dst(kVertices * 24);
+        SkinningJob job{};
+        job.srcVertex = reinterpret_cast<const uint8_t*>(src.data());
+        job.srcStride = sizeof(Vertex);
+        job.dstVertex = dst.data();
+        job.dstStride = 24;
+        job.dstExtraOffset = 24;
+        job.vertexCount = kVertices;
+        job.hasNormal = 1;
+        const uint16_t host = X87Control();
+        SetX87Control(control);
+        (m_std.get()->*operation)(&job);
+        EXPECT_EQ(X87Control(), control);
+        SetX87Control(host);
+        return dst;
+    };
+    const uint16_t extended = X87Control() | 0x0300, single = X87Control() & ~0x0300;
+    for (Operation operation : {kFull, kSingle}) {
+        EXPECT_EQ(skin(operation, single), skin(operation, extended));
+        EXPECT_EQ(skin(operation, static_cast<uint16_t>(single | 0x0200)), skin(operation, extended));  // 53 bits
+    }
+}

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "ExtendedPrecision.h"
 #include "StdMemoryLoops.h"
 #include "StdSkinning.h"
 
@@ -15,12 +16,14 @@ constexpr const char* kSourceFile = "../../Cross/Quorvan/Quorvan_std.cpp";
 SkinningJob s_stdJob;
 
 void Quorvan_std::SkinningFull(const SkinningJob* job) {
+    const ExtendedPrecision precision;
     SkinningDispatch<StdFullFamily>::Run(kStdFullKernels, s_stdJob, *job,
                                          {kSourceFile, 343, "Unsupported 'extraSize'=%d in SkinningFull()"},
                                          false, m_palette);
 }
 
 void Quorvan_std::SkinningSingle(const SkinningJob* job) {
+    const ExtendedPrecision precision;
     SkinningDispatch<StdSingleFamily>::Run(kStdSingleKernels, s_stdJob, *job,
                                            {kSourceFile, 421, "Unsupported 'extraSize'=%d in SkinningSingle()"},
                                            false, m_palette);
