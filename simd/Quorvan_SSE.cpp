@@ -2,7 +2,9 @@
 
 #include "Quorvan_SSE.h"
 
+#include "../Cross/Quorvan/Report.h"
 #include "SseBonePalette.h"
+#include "SseMemoryLoops.h"
 #include "SseSkinning.h"
 
 namespace {
@@ -26,12 +28,32 @@ void Quorvan_SSE::SkinningSingle(const SkinningJob* job) {
 
 void Quorvan_SSE::SetSkinningMatrix(uint32_t bone, const float* m) { SetSsePaletteEntry(bone, m); }
 
-// The memory helpers arrive with their own loops; until then these entries
-// do nothing (the README's feature table lists what works).
-void Quorvan_SSE::CachelessCopy(void*, const void*, uint32_t) {}
-bool Quorvan_SSE::TestMaskRect(const uint32_t*, uint32_t, uint32_t, uint32_t, uint32_t) {
-    return false;
+// The memory helpers insist on the multiples their steps need. A report
+// does not stop them: if the host's handler returns, the loop runs as asked.
+void Quorvan_SSE::CachelessCopy(void* dst, const void* src, uint32_t bytes) {
+    if (bytes % 4 != 0)
+        ReportFatal(kSourceFile, 1215, "CachelessCopy only handles copies that are a multiple of 4 bytes.");
+    SseMemory::CopyBlocks(static_cast<uint8_t*>(dst), static_cast<const uint8_t*>(src), bytes);
 }
-void Quorvan_SSE::FowAlpha16Update(const uint32_t*, uint32_t, uint32_t, uint32_t, uint16_t*) {}
-void Quorvan_SSE::FowAlpha32Update(const uint32_t*, uint32_t, uint32_t, uint32_t, uint32_t*) {}
-void Quorvan_SSE::ANDMaskMemory(uint32_t*, uint32_t, uint32_t) {}
+
+bool Quorvan_SSE::TestMaskRect(const uint32_t* base, uint32_t width, uint32_t height, uint32_t pitch,
+                               uint32_t mask) {
+    return AnyMaskBitInRect(base, width, height, pitch, mask);
+}
+
+void Quorvan_SSE::FowAlpha16Update(const uint32_t* visibility, uint32_t count, uint32_t fullMask,
+                                   uint32_t halfMask, uint16_t* texels) {
+    if (count % 4 != 0) ReportFatal(kSourceFile, 1269, "FowAlpha16Update, Must have multiple's of 4 for size only.");
+    SseMemory::FowAlpha16(visibility, count, fullMask, halfMask, texels);
+}
+
+void Quorvan_SSE::FowAlpha32Update(const uint32_t* visibility, uint32_t count, uint32_t fullMask,
+                                   uint32_t halfMask, uint32_t* texels) {
+    if (count % 4 != 0) ReportFatal(kSourceFile, 1365, "FowAlpha32Update, Must have multiple's of 4 for size only.");
+    SseMemory::FowAlpha32(visibility, count, fullMask, halfMask, texels);
+}
+
+void Quorvan_SSE::ANDMaskMemory(uint32_t* words, uint32_t count, uint32_t mask) {
+    if (count % 2 != 0) ReportFatal(kSourceFile, 1427, "ANDMaskMemory, Must have multiple's of 2 for length.");
+    SseMemory::AndMask(words, count, mask);
+}

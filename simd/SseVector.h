@@ -35,6 +35,12 @@ struct BoneRows {
     }
 };
 
+// Sixteen bytes of vertex data, which may sit at any address.
+inline __m128 LoadVector(const uint8_t* in) { return _mm_loadu_ps(reinterpret_cast<const float*>(in)); }
+
+// All four lanes, at any address.
+inline void StoreXYZW(uint8_t* out, __m128 v) { _mm_storeu_ps(reinterpret_cast<float*>(out), v); }
+
 // Lanes 0-2 as three floats; the fourth lane is not written.
 QUORVAN_INLINE void StoreXYZ(uint8_t* out, __m128 v) {
     float lanes[4];

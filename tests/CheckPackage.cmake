@@ -2,6 +2,7 @@
 # installed package (find_package) and once with Quorvan added as a
 # subdirectory, the two ways an engine's build takes it in.
 #   -DQUORVAN_SOURCE -DQUORVAN_BUILD -DWORK -DTOOLCHAIN -DGENERATOR
+#   -DMODES="package;subdirectory" (the ways to try)
 file(REMOVE_RECURSE ${WORK})
 set(prefix ${WORK}/prefix)
 
@@ -20,10 +21,11 @@ if(TOOLCHAIN)
 endif()
 
 run(${CMAKE_COMMAND} --install ${QUORVAN_BUILD} --prefix ${prefix})
-foreach(mode package subdirectory)
+foreach(mode IN LISTS MODES)
   set(build ${WORK}/${mode})
   run(${CMAKE_COMMAND} -S ${QUORVAN_SOURCE}/tests/consumer -B ${build} -G ${GENERATOR} ${toolchainArg}
-      -DQUORVAN_CONSUME=${mode} -DCMAKE_PREFIX_PATH=${prefix} -DQUORVAN_SOURCE=${QUORVAN_SOURCE})
+      -DQUORVAN_CONSUME=${mode} -DCMAKE_PREFIX_PATH=${prefix} -DQUORVAN_SOURCE=${QUORVAN_SOURCE}
+      -DCMAKE_BUILD_TYPE=Release)
   run(${CMAKE_COMMAND} --build ${build})
   foreach(program consumer consumer_static)
     run(${build}/${program})

@@ -16,6 +16,8 @@ std::vector<HostReport>& ReportLog() {
     return log;
 }
 
+bool abortOnFatal = false;
+
 std::string Format(const char* format, std::va_list args) {
     char text[512];
     std::vsnprintf(text, sizeof text, format, args);
@@ -30,7 +32,10 @@ const std::vector<HostReport>& HostCapture::Reports() { return ReportLog(); }
 void HostCapture::Clear() {
     TraceLog().clear();
     ReportLog().clear();
+    abortOnFatal = false;
 }
+
+void HostCapture::AbortOnFatal() { abortOnFatal = true; }
 
 extern "C" {
 
@@ -45,6 +50,7 @@ void dbFatalfAux(const char* format, ...) {
     if (ReportLog().empty() || !ReportLog().back().message.empty())
         ReportLog().push_back({"<no dbLineAux>", -1, {}});
     ReportLog().back().message = message;
+    if (abortOnFatal) throw HostAbort{};
 }
 
 void dbTimeStampedTracefAux(const char* format, ...) {

@@ -12,8 +12,15 @@ struct HostReport {
     std::string message;
 };
 
+// Thrown by dbFatalfAux, once the report is kept, for a host whose fatal
+// handler does not return.
+struct HostAbort {};
+
 namespace HostCapture {
 const std::vector<std::string>& Traces();
 const std::vector<HostReport>& Reports();
+// Forgets everything and lets dbFatalfAux return again.
 void Clear();
+// Until the next Clear(), dbFatalfAux throws HostAbort.
+void AbortOnFatal();
 }  // namespace HostCapture

@@ -1,16 +1,73 @@
-// SkinningFull of the scalar implementation.
+// SkinningFull of the scalar implementation: up to four bone influences per
+// vertex, blended on the x87 unit.
+//
+// The loop runs over influence steps rather than vertices. Influence i of a
+// vertex is its last when the weight byte that follows it (byte 17 + i) is
+// zero, or when it is the fourth; the weight of influence 0 is never
+// tested, so it always counts. Weights are the raw bytes, 0 to 255, not
+// fractions: weights that add up to 255 give a position 255 times what the
+// vector implementation gives for the same bones. The two implementations
+// differ here on purpose.
 
+#include "ForceInline.h"
+#include "ReciprocalSqrt.h"
+#include "StdNormal.h"
 #include "StdSkinning.h"
+#include "StdVector.h"
 #include "VertexCursor.h"
+#include "VertexLayout.h"
 
-// The x87 arithmetic is still to come; until then each kernel does the
-// bookkeeping of its leaf: the copies and the cursor steps.
+namespace {
+
+// sum + weight * term, component by component: the product is rounded to
+// float, then the sum.
+QUORVAN_INLINE Float3 AddWeighted(Float3 sum, float weight, Float3 term) {
+    return {Rounded(sum.x + Rounded(weight * term.x)), Rounded(sum.y + Rounded(weight * term.y)),
+            Rounded(sum.z + Rounded(weight * term.z))};
+}
+
+// Back to unit length; the squared length is summed in extended precision
+// and rounded once. A zero normal stays zero.
+QUORVAN_INLINE Float3 Renormalised(Float3 n) {
+    const long double x = n.x, y = n.y, z = n.z;
+    const float r = FastReciprocalSqrt(Rounded(x * x + y * y + z * z));
+    return {Rounded(n.x * r), Rounded(n.y * r), Rounded(n.z * r)};
+}
+
+}  // namespace
+
 template <uint32_t ExtraSize, unsigned Features>
-void StdFullFamily::Run(bool, const float*) {
+void StdFullFamily::Run(bool, const float* palette) {
+    constexpr bool kNormal = Features & kSkinNormal;
+    constexpr bool kPacked = Features & kSkinPacked;
+    constexpr bool kAux = Features & kSkinAux;
+    using namespace VertexLayout;
+
     const SkinningJob& job = s_stdJob;
     VertexCursor cursor(job);
-    do cursor.FinishVertex<ExtraSize, (Features & kSkinAux) != 0>(job);
-    while (cursor.count != 0);
+    Float3 position{}, normal{};
+    unsigned i = 0;
+    do {
+        const uint8_t* src = cursor.src;
+        const bool last = i == 3 || src[kSrcWeights + 1 + i] == 0;
+        const StdBone bone(palette, src[kSrcBones + i]);
+        const float weight = src[kSrcWeights + i];
+
+        position = AddWeighted(position, weight, bone.Transform(LoadFloat3(src + kSrcPosition)));
+        if constexpr (kNormal) normal = AddWeighted(normal, weight, bone.Rotate(LoadNormal<kPacked>(src)));
+        if (!last) {
+            ++i;
+            continue;
+        }
+
+        StoreFloat3(cursor.dst + kDstPosition, position);
+        if constexpr (kNormal) StoreNormal<kPacked>(cursor.dst, Renormalised(normal));
+        cursor.FinishVertex<ExtraSize, kAux>(job);
+
+        position = normal = Float3{};
+        i = 0;
+    } while (cursor.count != 0);
+
     cursor.StoreInto(s_stdJob);
 }
 

@@ -1,16 +1,31 @@
-// SkinningSingle of the scalar implementation.
+// SkinningSingle of the scalar implementation: each vertex follows the bone
+// of its first index byte, rigidly. No weight is read and the normal is only
+// rotated, never renormalised: a bone that scales gives a normal of that
+// length, and the packed form clamps what it cannot hold.
 
+#include "StdNormal.h"
 #include "StdSkinning.h"
+#include "StdVector.h"
 #include "VertexCursor.h"
+#include "VertexLayout.h"
 
-// The x87 arithmetic is still to come; until then each kernel does the
-// bookkeeping of its leaf: the copies and the cursor steps.
 template <uint32_t ExtraSize, unsigned Features>
-void StdSingleFamily::Run(bool, const float*) {
+void StdSingleFamily::Run(bool, const float* palette) {
+    constexpr bool kNormal = Features & kSkinNormal;
+    constexpr bool kPacked = Features & kSkinPacked;
+    constexpr bool kAux = Features & kSkinAux;
+    using namespace VertexLayout;
+
     const SkinningJob& job = s_stdJob;
     VertexCursor cursor(job);
-    do cursor.FinishVertex<ExtraSize, (Features & kSkinAux) != 0>(job);
-    while (cursor.count != 0);
+    do {
+        const uint8_t* src = cursor.src;
+        const StdBone bone(palette, src[kSrcBones]);
+        StoreFloat3(cursor.dst + kDstPosition, bone.Transform(LoadFloat3(src + kSrcPosition)));
+        if constexpr (kNormal) StoreNormal<kPacked>(cursor.dst, bone.Rotate(LoadNormal<kPacked>(src)));
+        cursor.FinishVertex<ExtraSize, kAux>(job);
+    } while (cursor.count != 0);
+
     cursor.StoreInto(s_stdJob);
 }
 
