@@ -39,6 +39,9 @@ struct Case {
     std::function<void()> run, runBaseline;
 };
 
+// Both operations skin every vertex of the copies, blended or not:
+// SkinningSingle follows each vertex's first bone, and SkinningFull simply
+// finds one influence on a rigid vertex.
 std::vector<Case> SkinningCases(Quorvan& quorvan, Implementation implementation, const Workload& workload,
                                 std::vector<std::unique_ptr<SkinnedCharacter>>& characters,
                                 std::vector<uint8_t>& scratch) {
@@ -70,6 +73,50 @@ std::vector<Case> SkinningCases(Quorvan& quorvan, Implementation implementation,
     return cases;
 }
 
+// A fog map after a few frames of scouting, with regions in sight, explored
+// and unknown as a game has them, and both sets of helpers to run on it.
+struct FogWorkload {
+    explicit FogWorkload(Quorvan& quorvan, Implementation implementation)
+        : library(quorvan), plain(FogLevelsOf(implementation)) {
+        FogOfWar map(kMapSide, kMapSide);
+        for (int frame = 0; frame < 8; ++frame) map.Update(plain, frame);
+        visibility = map.Visibility();
+        texture32 = map.Texture32();
+        texture16 = map.Texture16();
+        copy32.resize(texture32.size());
+    }
+
+    LibraryFogOperations library;
+    PlainFogOperations plain;
+    std::vector<uint32_t> visibility, texture32, copy32;
+    std::vector<uint16_t> texture16;
+};
+
+std::vector<Case> FogCases(FogWorkload& w) {
+    std::vector<Case> cases;
+    const uint32_t texels = kMapSide * kMapSide;
+    const auto add = [&](const char* operation, const char* unit, double items,
+                         std::function<void(FogOperations&)> run) {
+        cases.push_back({operation, std::to_string(kMapSide) + " x " + std::to_string(kMapSide) + " map", unit,
+                         items, [&w, run] { run(w.library); }, [&w, run] { run(w.plain); }});
+    };
+    add("FowAlpha32Update", "texels", texels, [&w](FogOperations& o) {
+        o.FowAlpha32Update(w.visibility.data(), texels, FogOfWar::kInSight, FogOfWar::kExplored, w.texture32.data());
+    });
+    add("FowAlpha16Update", "texels", texels, [&w](FogOperations& o) {
+        o.FowAlpha16Update(w.visibility.data(), texels, FogOfWar::kInSight, FogOfWar::kExplored, w.texture16.data());
+    });
+    add("ANDMaskMemory", "bytes", texels * 4.0,
+        [&w](FogOperations& o) { o.ANDMaskMemory(w.visibility.data(), texels, ~FogOfWar::kInSight); });
+    // A mask no word has: the whole rectangle is read.
+    add("TestMaskRect", "bytes", texels * 4.0, [&w](FogOperations& o) {
+        o.TestMaskRect(w.visibility.data(), kMapSide, kMapSide, kMapSide, 0x80000000);
+    });
+    add("CachelessCopy", "bytes", texels * 4.0,
+        [&w](FogOperations& o) { o.CachelessCopy(w.copy32.data(), w.texture32.data(), texels * 4); });
+    return cases;
+}
+
 }  // namespace
 
 std::vector<Measurement> MeasureImplementation(Quorvan& quorvan, Implementation implementation,
@@ -78,36 +125,8 @@ std::vector<Measurement> MeasureImplementation(Quorvan& quorvan, Implementation 
     std::vector<uint8_t> scratch;
     std::vector<Case> cases = SkinningCases(quorvan, implementation, workload, characters, scratch);
     for (uint32_t b = 0; b < workload.pose.size(); ++b) quorvan.SetSkinningMatrix(b, workload.pose[b].data());
-
-    // A fog map after a few frames of scouting: regions in sight, explored
-    // and unknown, as a game has them.
-    LibraryFogOperations library(quorvan);
-    PlainFogOperations plain(FogLevelsOf(implementation));
-    FogOfWar map(kMapSide, kMapSide);
-    for (int frame = 0; frame < 8; ++frame) map.Update(plain, frame);
-    const uint32_t texels = kMapSide * kMapSide;
-    std::vector<uint32_t> visibility = map.Visibility(), texture32 = map.Texture32(), copy32(texels);
-    std::vector<uint16_t> texture16 = map.Texture16();
-    const auto fogCase = [&](const char* operation, const char* unit, double items,
-                             std::function<void(FogOperations&)> run) {
-        cases.push_back({operation, std::to_string(kMapSide) + " x " + std::to_string(kMapSide) + " map", unit,
-                         items, [&library, run] { run(library); }, [&plain, run] { run(plain); }});
-    };
-    fogCase("FowAlpha32Update", "texels", texels, [&](FogOperations& o) {
-        o.FowAlpha32Update(visibility.data(), texels, FogOfWar::kInSight, FogOfWar::kExplored, texture32.data());
-    });
-    fogCase("FowAlpha16Update", "texels", texels, [&](FogOperations& o) {
-        o.FowAlpha16Update(visibility.data(), texels, FogOfWar::kInSight, FogOfWar::kExplored, texture16.data());
-    });
-    fogCase("ANDMaskMemory", "bytes", texels * 4.0, [&](FogOperations& o) {
-        o.ANDMaskMemory(visibility.data(), texels, ~FogOfWar::kInSight);
-    });
-    // A mask no word has: the whole rectangle is read.
-    fogCase("TestMaskRect", "bytes", texels * 4.0, [&](FogOperations& o) {
-        o.TestMaskRect(visibility.data(), kMapSide, kMapSide, kMapSide, 0x80000000);
-    });
-    fogCase("CachelessCopy", "bytes", texels * 4.0,
-            [&](FogOperations& o) { o.CachelessCopy(copy32.data(), texture32.data(), texels * 4); });
+    FogWorkload fog(quorvan, implementation);
+    for (Case& c : FogCases(fog)) cases.push_back(std::move(c));
 
     std::vector<Measurement> measurements;
     Progress progress(static_cast<int>(cases.size()));
