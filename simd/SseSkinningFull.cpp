@@ -84,18 +84,15 @@ struct Direction {
 
 template <uint32_t ExtraSize, unsigned Features>
 void SseFullFamily::Run() {
-    constexpr bool kNormal = Features & kSkinNormal;
-    constexpr bool kTangents = Features & kSkinTangents;
-    constexpr bool kPacked = Features & kSkinPacked;
-    constexpr bool kAux = Features & kSkinAux;
+    using F = KernelFeatures<Features>;
 
     const SkinningJob& job = s_sseJob;
     VertexCursor cursor(job);
     __m128 position = _mm_setzero_ps();
     using namespace VertexLayout;
-    Direction<kPacked, kSrcNormal, kDstNormal> normal;
-    Direction<kPacked, SrcTangent(kPacked), DstTangent(kPacked)> tangent;
-    Direction<kPacked, SrcBinormal(kPacked), DstBinormal(kPacked)> binormal;
+    Direction<F::kPacked, kSrcNormal, kDstNormal> normal;
+    Direction<F::kPacked, SrcTangent(F::kPacked), DstTangent(F::kPacked)> tangent;
+    Direction<F::kPacked, SrcBinormal(F::kPacked), DstBinormal(F::kPacked)> binormal;
 
     unsigned i = 0;
     do {
@@ -109,8 +106,8 @@ void SseFullFamily::Run() {
 
         position = _mm_add_ps(_mm_mul_ps(rows.Transform(_mm_loadu_ps(reinterpret_cast<const float*>(src))), w),
                               position);
-        if constexpr (kNormal) normal.Add(src, rows, q, w, weightByte);
-        if constexpr (kTangents) {
+        if constexpr (F::kNormal) normal.Add(src, rows, q, w, weightByte);
+        if constexpr (F::kTangents) {
             tangent.Add(src, rows, q, w, weightByte);
             binormal.Add(src, rows, q, w, weightByte);
         }
@@ -120,12 +117,12 @@ void SseFullFamily::Run() {
         }
 
         StoreXYZ(cursor.dst, position);
-        if constexpr (kNormal) normal.Store(cursor.dst);
-        if constexpr (kTangents) {
+        if constexpr (F::kNormal) normal.Store(cursor.dst);
+        if constexpr (F::kTangents) {
             tangent.Store(cursor.dst);
             binormal.Store(cursor.dst);
         }
-        cursor.FinishVertex<ExtraSize, kAux>(job);
+        cursor.FinishVertex<ExtraSize, F::kAux>(job);
 
         position = _mm_mul_ps(position, _mm_setzero_ps());
         normal.Restart();

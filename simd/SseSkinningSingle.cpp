@@ -68,10 +68,7 @@ struct PackedRotation {
 
 template <uint32_t ExtraSize, unsigned Features>
 void SseSingleFamily::Run() {
-    constexpr bool kNormal = Features & kSkinNormal;
-    constexpr bool kTangents = Features & kSkinTangents;
-    constexpr bool kPacked = Features & kSkinPacked;
-    constexpr bool kAux = Features & kSkinAux;
+    using F = KernelFeatures<Features>;
     constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
     using namespace VertexLayout;
 
@@ -85,16 +82,16 @@ void SseSingleFamily::Run() {
         const PackedRotation rotation(s_ssePalette.quantised[bone]);
 
         StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, rows.Transform(LoadVector(src + kSrcPosition)));
-        if constexpr (kNormal) {
-            if constexpr (kPacked)
+        if constexpr (F::kNormal) {
+            if constexpr (F::kPacked)
                 rotation.Skin(dst + kDstNormal, src + kSrcNormal);
             else
                 StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, rows.Rotate(LoadVector(src + kSrcNormal)));
         }
-        if constexpr (kTangents && kPacked) {
+        if constexpr (F::kTangents && F::kPacked) {
             rotation.Skin(dst + DstTangent(true), src + SrcTangent(true));
             rotation.Skin(dst + DstBinormal(true), src + SrcBinormal(true));
-        } else if constexpr (kTangents) {
+        } else if constexpr (F::kTangents) {
             // Both are fetched before either is stored: where the destination
             // overlaps the source, the tangent's store may reach the
             // binormal's source bytes.
@@ -103,7 +100,7 @@ void SseSingleFamily::Run() {
             StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), rows.Rotate(tangent));
             StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false), rows.Rotate(binormal));
         }
-        cursor.FinishVertex<ExtraSize, kAux>(job);
+        cursor.FinishVertex<ExtraSize, F::kAux>(job);
     } while (cursor.count != 0);
     cursor.StoreInto(s_sseJob);
 }

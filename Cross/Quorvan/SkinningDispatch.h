@@ -22,6 +22,15 @@ enum SkinningFeature : unsigned {
     kSkinPacked = 8,      // packedDirections
 };
 
+// A kernel's features spelled out, for the compile-time branches of its loop.
+template <unsigned Features>
+struct KernelFeatures {
+    static constexpr bool kNormal = (Features & kSkinNormal) != 0;
+    static constexpr bool kTangents = (Features & kSkinTangents) != 0;
+    static constexpr bool kAux = (Features & kSkinAux) != 0;
+    static constexpr bool kPacked = (Features & kSkinPacked) != 0;
+};
+
 constexpr uint32_t kMaxExtraSize = 84;
 constexpr unsigned kExtraSizeCases = kMaxExtraSize / 4 + 1;  // 0, 4, ..., 84
 constexpr unsigned kFlagCombinations = 16;

@@ -38,9 +38,7 @@ QUORVAN_INLINE Float3 Renormalised(Float3 n) {
 
 template <uint32_t ExtraSize, unsigned Features>
 void StdFullFamily::Run(bool, const float* palette) {
-    constexpr bool kNormal = Features & kSkinNormal;
-    constexpr bool kPacked = Features & kSkinPacked;
-    constexpr bool kAux = Features & kSkinAux;
+    using F = KernelFeatures<Features>;
     using namespace VertexLayout;
 
     const SkinningJob& job = s_stdJob;
@@ -54,15 +52,15 @@ void StdFullFamily::Run(bool, const float* palette) {
         const float weight = src[kSrcWeights + i];
 
         position = AddWeighted(position, weight, bone.Transform(LoadFloat3(src + kSrcPosition)));
-        if constexpr (kNormal) normal = AddWeighted(normal, weight, bone.Rotate(LoadNormal<kPacked>(src)));
+        if constexpr (F::kNormal) normal = AddWeighted(normal, weight, bone.Rotate(LoadNormal<F::kPacked>(src)));
         if (!last) {
             ++i;
             continue;
         }
 
         StoreFloat3(cursor.dst + kDstPosition, position);
-        if constexpr (kNormal) StoreNormal<kPacked>(cursor.dst, Renormalised(normal));
-        cursor.FinishVertex<ExtraSize, kAux>(job);
+        if constexpr (F::kNormal) StoreNormal<F::kPacked>(cursor.dst, Renormalised(normal));
+        cursor.FinishVertex<ExtraSize, F::kAux>(job);
 
         position = normal = Float3{};
         i = 0;

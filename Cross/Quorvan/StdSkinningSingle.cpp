@@ -11,9 +11,7 @@
 
 template <uint32_t ExtraSize, unsigned Features>
 void StdSingleFamily::Run(bool, const float* palette) {
-    constexpr bool kNormal = Features & kSkinNormal;
-    constexpr bool kPacked = Features & kSkinPacked;
-    constexpr bool kAux = Features & kSkinAux;
+    using F = KernelFeatures<Features>;
     using namespace VertexLayout;
 
     const SkinningJob& job = s_stdJob;
@@ -22,8 +20,8 @@ void StdSingleFamily::Run(bool, const float* palette) {
         const uint8_t* src = cursor.src;
         const StdBone bone(palette, src[kSrcBones]);
         StoreFloat3(cursor.dst + kDstPosition, bone.Transform(LoadFloat3(src + kSrcPosition)));
-        if constexpr (kNormal) StoreNormal<kPacked>(cursor.dst, bone.Rotate(LoadNormal<kPacked>(src)));
-        cursor.FinishVertex<ExtraSize, kAux>(job);
+        if constexpr (F::kNormal) StoreNormal<F::kPacked>(cursor.dst, bone.Rotate(LoadNormal<F::kPacked>(src)));
+        cursor.FinishVertex<ExtraSize, F::kAux>(job);
     } while (cursor.count != 0);
 
     cursor.StoreInto(s_stdJob);
