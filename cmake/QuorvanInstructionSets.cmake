@@ -19,8 +19,12 @@ else()
   set(QUORVAN_ISA_SSE2)
   set(QUORVAN_ISA_3DNOW -m3dnow)
 endif()
+# The wide paths, on both: their own vector units and nothing more (no fused
+# multiply-add, whatever the processor has).
+set(QUORVAN_ISA_AVX2 -mmmx -msse -msse2 -mavx -mavx2 -mno-fma)
+set(QUORVAN_ISA_AVX512 ${QUORVAN_ISA_AVX2} -mavx512f -mavx512vl -mavx512bw -mavx512dq)
 
-# quorvan_instruction_set(<SSE|SSE2|3DNOW> <source>...)
+# quorvan_instruction_set(<SSE|SSE2|3DNOW|AVX2|AVX512> <source>...)
 function(quorvan_instruction_set isa)
   set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS ${QUORVAN_ISA_${isa}})
 endfunction()

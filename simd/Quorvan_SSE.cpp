@@ -4,8 +4,7 @@
 
 #include "../Cross/Quorvan/Report.h"
 #include "SseBonePalette.h"
-#include "SseMemoryLoops.h"
-#include "SseSkinning.h"
+#include "VectorKernels.h"
 
 namespace {
 // This file as the host's reports name it.
@@ -14,16 +13,21 @@ constexpr const char* kSourceFile = "./Quorvan_SSE.cpp";
 
 SkinningJob s_sseJob;
 
-Quorvan_SSE::Quorvan_SSE() { ResetSsePaletteToIdentity(); }
+Quorvan_SSE::Quorvan_SSE() : Quorvan_SSE(WidestVectorPath()) {}
+
+Quorvan_SSE::Quorvan_SSE(VectorPath path) {
+    s_vectorKernels = &VectorKernelsFor(path);
+    ResetSsePaletteToIdentity();
+}
 
 void Quorvan_SSE::SkinningFull(const SkinningJob* job) {
-    SkinningDispatch<SseFullFamily>::Run(kSseFullKernels, s_sseJob, *job,
-                                         {kSourceFile, 1081, "Unsupported 'extraSize'=%d in SkinningFull()"});
+    RunSkinningCall(s_vectorKernels->skinningFull, s_sseJob, *job,
+                    {kSourceFile, 1081, "Unsupported 'extraSize'=%d in SkinningFull()"});
 }
 
 void Quorvan_SSE::SkinningSingle(const SkinningJob* job) {
-    SkinningDispatch<SseSingleFamily>::Run(kSseSingleKernels, s_sseJob, *job,
-                                           {kSourceFile, 1173, "Unsupported 'extraSize'=%d in SkinningSingle()"});
+    RunSkinningCall(s_vectorKernels->skinningSingle, s_sseJob, *job,
+                    {kSourceFile, 1173, "Unsupported 'extraSize'=%d in SkinningSingle()"});
 }
 
 void Quorvan_SSE::SetSkinningMatrix(uint32_t bone, const float* m) { SetSsePaletteEntry(bone, m); }
@@ -33,27 +37,27 @@ void Quorvan_SSE::SetSkinningMatrix(uint32_t bone, const float* m) { SetSsePalet
 void Quorvan_SSE::CachelessCopy(void* dst, const void* src, uint32_t bytes) {
     if (bytes % 4 != 0)
         ReportFatal(kSourceFile, 1215, "CachelessCopy only handles copies that are a multiple of 4 bytes.");
-    SseMemory::CopyBlocks(static_cast<uint8_t*>(dst), static_cast<const uint8_t*>(src), bytes);
+    s_vectorKernels->copyBlocks(static_cast<uint8_t*>(dst), static_cast<const uint8_t*>(src), bytes);
 }
 
 bool Quorvan_SSE::TestMaskRect(const uint32_t* base, uint32_t width, uint32_t height, uint32_t pitch,
                                uint32_t mask) {
-    return AnyMaskBitInRect(base, width, height, pitch, mask);
+    return s_vectorKernels->testMaskRect(base, width, height, pitch, mask);
 }
 
 void Quorvan_SSE::FowAlpha16Update(const uint32_t* visibility, uint32_t count, uint32_t fullMask,
                                    uint32_t halfMask, uint16_t* texels) {
     if (count % 4 != 0) ReportFatal(kSourceFile, 1269, "FowAlpha16Update, Must have multiple's of 4 for size only.");
-    SseMemory::FowAlpha16(visibility, count, fullMask, halfMask, texels);
+    s_vectorKernels->fowAlpha16(visibility, count, fullMask, halfMask, texels);
 }
 
 void Quorvan_SSE::FowAlpha32Update(const uint32_t* visibility, uint32_t count, uint32_t fullMask,
                                    uint32_t halfMask, uint32_t* texels) {
     if (count % 4 != 0) ReportFatal(kSourceFile, 1365, "FowAlpha32Update, Must have multiple's of 4 for size only.");
-    SseMemory::FowAlpha32(visibility, count, fullMask, halfMask, texels);
+    s_vectorKernels->fowAlpha32(visibility, count, fullMask, halfMask, texels);
 }
 
 void Quorvan_SSE::ANDMaskMemory(uint32_t* words, uint32_t count, uint32_t mask) {
     if (count % 2 != 0) ReportFatal(kSourceFile, 1427, "ANDMaskMemory, Must have multiple's of 2 for length.");
-    SseMemory::AndMask(words, count, mask);
+    s_vectorKernels->andMask(words, count, mask);
 }

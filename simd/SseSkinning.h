@@ -1,7 +1,7 @@
 #pragma once
 
-// The vector implementation's skinning kernels: their families, their
-// dispatch tables and the one job copy they all work on.
+// The vector implementation's skinning kernels: their dispatch tables, one
+// per operation and instruction set, and the one job copy they all work on.
 
 #include "../Cross/Quorvan/SkinningDispatch.h"
 
@@ -10,27 +10,20 @@
 extern SkinningJob s_sseJob;
 
 using SseKernel = void (*)();
+using SseKernelTable = SkinningTable<SseKernel>;
 
 // SkinningFull tells all four flags apart: 16 kernels per size, 352 in all.
 // Packed directions without any direction to pack have kernels of their own
 // that behave exactly like their unpacked twins.
-struct SseFullFamily {
-    using Kernel = SseKernel;
-    static constexpr unsigned Features(unsigned flags) { return flags; }
-    template <uint32_t ExtraSize, unsigned Features>
-    static void Run();
-};
+constexpr unsigned FullKernelFeatures(unsigned flags) { return flags; }
 
 // SkinningSingle folds packed-without-directions onto the unpacked kernel:
 // 14 kernels per size, 308 in all.
-struct SseSingleFamily {
-    using Kernel = SseKernel;
-    static constexpr unsigned Features(unsigned flags) {
-        return (flags & (kSkinNormal | kSkinTangents)) ? flags : flags & ~kSkinPacked;
-    }
-    template <uint32_t ExtraSize, unsigned Features>
-    static void Run();
-};
+constexpr unsigned SingleKernelFeatures(unsigned flags) {
+    return (flags & (kSkinNormal | kSkinTangents)) ? flags : flags & ~kSkinPacked;
+}
 
-extern const SkinningDispatch<SseFullFamily>::Table kSseFullKernels;
-extern const SkinningDispatch<SseSingleFamily>::Table kSseSingleKernels;
+// The same kernels built for each instruction set; all of them leave the
+// same bytes and the same job copy.
+extern const SseKernelTable kSseFullKernels, kAvx2FullKernels, kAvx512FullKernels;
+extern const SseKernelTable kSseSingleKernels, kAvx2SingleKernels, kAvx512SingleKernels;

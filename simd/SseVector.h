@@ -2,6 +2,10 @@
 
 // SSE building blocks of the vector skinning kernels. Products and sums keep
 // the grouping below lane by lane; nothing is fused.
+//
+// Every kernel file includes this, each built for its own instruction set, so
+// everything here has internal linkage: a copy compiled for a wider set must
+// never stand in for the one the SSE kernels call.
 
 #include <xmmintrin.h>
 
@@ -10,40 +14,52 @@
 
 #include "../Cross/Quorvan/ForceInline.h"
 
+namespace {
+
 template <int Lane>
 QUORVAN_INLINE __m128 Splat(__m128 v) {
     return _mm_shuffle_ps(v, v, _MM_SHUFFLE(Lane, Lane, Lane, Lane));
 }
 
+// Sixteen bytes of vertex data, which may sit at any address.
+QUORVAN_INLINE __m128 LoadVector(const uint8_t* in) { return _mm_loadu_ps(reinterpret_cast<const float*>(in)); }
+
+// A source vector's x, y and z, each in all four lanes: what a bone's rows
+// are multiplied by. A vertex's components are the same for every influence,
+// so they are spread once per vertex.
+struct Splatted {
+    __m128 x, y, z;
+
+    QUORVAN_INLINE explicit Splatted(__m128 v) : x(Splat<0>(v)), y(Splat<1>(v)), z(Splat<2>(v)) {}
+    QUORVAN_INLINE explicit Splatted(const uint8_t* in) : Splatted(LoadVector(in)) {}
+};
+
 // One bone's four palette rows, loaded aligned.
 struct BoneRows {
     __m128 r0, r1, r2, r3;
 
-    explicit BoneRows(const float (&rows)[4][4])
+    QUORVAN_INLINE explicit BoneRows(const float (&rows)[4][4])
         : r0(_mm_load_ps(rows[0])), r1(_mm_load_ps(rows[1])), r2(_mm_load_ps(rows[2])), r3(_mm_load_ps(rows[3])) {}
 
-    // (x * row0 + y * row1) + (z * row2 + row3), for the point in lanes 0-2.
-    QUORVAN_INLINE __m128 Transform(__m128 p) const {
-        return _mm_add_ps(_mm_add_ps(_mm_mul_ps(r0, Splat<0>(p)), _mm_mul_ps(r1, Splat<1>(p))),
-                          _mm_add_ps(_mm_mul_ps(r2, Splat<2>(p)), r3));
+    // (x * row0 + y * row1) + (z * row2 + row3).
+    QUORVAN_INLINE __m128 Transform(const Splatted& p) const {
+        return _mm_add_ps(_mm_add_ps(_mm_mul_ps(r0, p.x), _mm_mul_ps(r1, p.y)),
+                          _mm_add_ps(_mm_mul_ps(r2, p.z), r3));
     }
 
     // (x * row0 + y * row1) + z * row2: a direction has no translation.
-    QUORVAN_INLINE __m128 Rotate(__m128 d) const {
-        return _mm_add_ps(_mm_add_ps(_mm_mul_ps(r0, Splat<0>(d)), _mm_mul_ps(r1, Splat<1>(d))),
-                          _mm_mul_ps(r2, Splat<2>(d)));
+    QUORVAN_INLINE __m128 Rotate(const Splatted& d) const {
+        return _mm_add_ps(_mm_add_ps(_mm_mul_ps(r0, d.x), _mm_mul_ps(r1, d.y)), _mm_mul_ps(r2, d.z));
     }
 };
 
-// Sixteen bytes of vertex data, which may sit at any address.
-inline __m128 LoadVector(const uint8_t* in) { return _mm_loadu_ps(reinterpret_cast<const float*>(in)); }
-
 // All four lanes, at any address.
-inline void StoreXYZW(uint8_t* out, __m128 v) { _mm_storeu_ps(reinterpret_cast<float*>(out), v); }
+QUORVAN_INLINE void StoreXYZW(uint8_t* out, __m128 v) { _mm_storeu_ps(reinterpret_cast<float*>(out), v); }
 
-// Lanes 0-2 as three floats; the fourth lane is not written.
+// Lanes 0-2 as three floats, at any address; the fourth lane is not written.
 QUORVAN_INLINE void StoreXYZ(uint8_t* out, __m128 v) {
-    float lanes[4];
-    _mm_storeu_ps(lanes, v);
-    std::memcpy(out, lanes, 12);
+    _mm_storel_pi(reinterpret_cast<__m64*>(out), v);
+    _mm_store_ss(reinterpret_cast<float*>(out + 8), _mm_movehl_ps(v, v));
 }
+
+}  // namespace

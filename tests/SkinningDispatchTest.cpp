@@ -35,13 +35,12 @@ unsigned StdLeaf(unsigned flags) {
     return (normal ? 1u : 0u) | (aux ? 4u : 0u) | (packed ? 8u : 0u);
 }
 
-template <class Family>
-void ExpectRouting(const typename SkinningDispatch<Family>::Table& table, unsigned (*leafOf)(unsigned),
-                   std::size_t distinctKernels) {
+template <class Kernel>
+void ExpectRouting(const SkinningTable<Kernel>& table, unsigned (*leafOf)(unsigned), std::size_t distinctKernels) {
     std::set<const void*> kernels;
     for (uint32_t extraSize = 0; extraSize <= 84; extraSize += 4)
         for (unsigned flags = 0; flags < 16; ++flags) {
-            const auto& leaf = SkinningDispatch<Family>::Select(table, JobWith(extraSize, flags));
+            const auto& leaf = table.Select(JobWith(extraSize, flags));
             EXPECT_EQ(leaf.extraSize, extraSize) << "flags " << flags;
             EXPECT_EQ(leaf.features, leafOf(flags)) << "extraSize " << extraSize << " flags " << flags;
             kernels.insert(reinterpret_cast<const void*>(leaf.run));
@@ -52,22 +51,12 @@ void ExpectRouting(const typename SkinningDispatch<Family>::Table& table, unsign
 }  // namespace
 
 TEST(SkinningDispatchTest, EveryJobReachesItsLeaf) {
-    ExpectRouting<SseFullFamily>(kSseFullKernels, SseFullLeaf, 352);
-    ExpectRouting<SseSingleFamily>(kSseSingleKernels, SseSingleLeaf, 308);
-    ExpectRouting<StdFullFamily>(kStdFullKernels, StdLeaf, 132);
-    ExpectRouting<StdSingleFamily>(kStdSingleKernels, StdLeaf, 132);
-}
-
-TEST(SkinningDispatchTest, PackedWithoutDirectionsHasItsOwnFullKernelButSharesTheSingleOne) {
-    for (unsigned aux : {0u, 4u}) {
-        const SkinningJob packed = JobWith(12, 8 | aux), plain = JobWith(12, aux);
-        EXPECT_NE(SkinningDispatch<SseFullFamily>::Select(kSseFullKernels, packed).run,
-                  SkinningDispatch<SseFullFamily>::Select(kSseFullKernels, plain).run);
-        EXPECT_EQ(SkinningDispatch<SseSingleFamily>::Select(kSseSingleKernels, packed).run,
-                  SkinningDispatch<SseSingleFamily>::Select(kSseSingleKernels, plain).run);
-        EXPECT_EQ(SkinningDispatch<StdFullFamily>::Select(kStdFullKernels, packed).run,
-                  SkinningDispatch<StdFullFamily>::Select(kStdFullKernels, plain).run);
-    }
+    for (const SseKernelTable* full : {&kSseFullKernels, &kAvx2FullKernels, &kAvx512FullKernels})
+        ExpectRouting(*full, SseFullLeaf, 352);
+    for (const SseKernelTable* single : {&kSseSingleKernels, &kAvx2SingleKernels, &kAvx512SingleKernels})
+        ExpectRouting(*single, SseSingleLeaf, 308);
+    ExpectRouting(kStdFullKernels, StdLeaf, 132);
+    ExpectRouting(kStdSingleKernels, StdLeaf, 132);
 }
 
 namespace {

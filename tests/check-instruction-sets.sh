@@ -4,7 +4,11 @@
 #   - the frame and the scalar implementation: no MMX or SSE register at all
 #     (the processor probes are the one exception: they exist to fault);
 #   - the vector implementation: SSE and MMX, but no SSE2 instruction;
-#   - the 3DNow! path: MMX and 3DNow!, no SSE register at all.
+#   - the 3DNow! path: MMX and 3DNow!, no SSE register at all;
+#   - the choice of vector path: no vector register, since it runs before
+#     any path is known to work.
+# The SSE2 and wide paths may use their whole sets. No inline function may
+# be shared between objects built for different sets.
 # Usage: check-instruction-sets.sh <objdump> <object>...
 set -euo pipefail
 objdump=$1
@@ -51,7 +55,10 @@ check() {  # <object> <rule>
 instructionSet() {  # <object>: the instruction sets it is built for
     case $1 in
     */ProcessorProbe*) echo probes ;;   # the guarded test instructions
-    */simd/Quorvan_SSE2*) echo sse2 ;;  # SSE2 is its point
+    */simd/Quorvan_SSE2* | */simd/Sse2*) echo sse2 ;;  # SSE2 is their point
+    */simd/Avx2*) echo avx2 ;;
+    */simd/Avx512*) echo avx512 ;;
+    */simd/VectorPath* | */simd/VectorKernels*) echo x87 ;;
     */simd/Quorvan_3DNow*) echo 3dnow ;;
     */simd/*) echo sse ;;
     *) echo x87 ;;
@@ -63,7 +70,7 @@ weak=""
 for object in "$@"; do
     set=$(instructionSet "$object")
     case $set in
-    probes | sse2) ;;
+    probes | sse2 | avx2 | avx512) ;;
     *) check "$object" "$set" ;;
     esac
     checked=$((checked + 1))

@@ -17,16 +17,14 @@ SkinningJob s_stdJob;
 
 void Quorvan_std::SkinningFull(const SkinningJob* job) {
     const ExtendedPrecision precision;
-    SkinningDispatch<StdFullFamily>::Run(kStdFullKernels, s_stdJob, *job,
-                                         {kSourceFile, 343, "Unsupported 'extraSize'=%d in SkinningFull()"},
-                                         false, m_palette);
+    RunSkinningCall(kStdFullKernels, s_stdJob, *job,
+                    {kSourceFile, 343, "Unsupported 'extraSize'=%d in SkinningFull()"}, false, m_palette);
 }
 
 void Quorvan_std::SkinningSingle(const SkinningJob* job) {
     const ExtendedPrecision precision;
-    SkinningDispatch<StdSingleFamily>::Run(kStdSingleKernels, s_stdJob, *job,
-                                           {kSourceFile, 421, "Unsupported 'extraSize'=%d in SkinningSingle()"},
-                                           false, m_palette);
+    RunSkinningCall(kStdSingleKernels, s_stdJob, *job,
+                    {kSourceFile, 421, "Unsupported 'extraSize'=%d in SkinningSingle()"}, false, m_palette);
 }
 
 // Kept bit for bit, NaN payloads included: copied, never loaded as floats.

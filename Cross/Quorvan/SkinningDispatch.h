@@ -53,52 +53,30 @@ struct SkinningLeaf {
     unsigned features;
 };
 
+// A family's kernels, one leaf per size and flag combination. Families whose
+// kernels share a signature share the table type, so an implementation can
+// hold the tables of several instruction sets behind one pointer.
 template <class Kernel>
-using SkinningTable = SkinningLeaf<Kernel>[kExtraSizeCases * kFlagCombinations];
+struct SkinningTable {
+    static constexpr std::size_t kLeaves = kExtraSizeCases * kFlagCombinations;
+    SkinningLeaf<Kernel> leaves[kLeaves];
+
+    // The leaf of a job whose extraSize is supported.
+    const SkinningLeaf<Kernel>& Select(const SkinningJob& job) const {
+        return leaves[job.extraSize / 4 * kFlagCombinations + JobFlags(job)];
+    }
+};
 
 // A family provides
 //   using Kernel = <function pointer type>;
 //   static constexpr unsigned Features(unsigned flags);   // the leaf's features
 //   template <uint32_t ExtraSize, unsigned Features> static <signature> Run;
 template <class Family>
-class SkinningDispatch {
-public:
-    using Leaf = SkinningLeaf<typename Family::Kernel>;
-    static constexpr std::size_t kLeaves = kExtraSizeCases * kFlagCombinations;
+class SkinningTableBuilder {
+    using Table = SkinningTable<typename Family::Kernel>;
 
-    struct Table {
-        Leaf leaves[kLeaves];
-    };
-
-    static constexpr Table Build() { return Build(std::make_index_sequence<kLeaves>()); }
-
-    // The leaf of a job whose extraSize is supported.
-    static const Leaf& Select(const Table& table, const SkinningJob& job) {
-        return table.leaves[job.extraSize / 4 * kFlagCombinations + JobFlags(job)];
-    }
-
-    // A whole skinning call: copy the caller's job into the implementation's
-    // job copy, refuse an unsupported extraSize with the fatal report of the
-    // calling operation (and touch no vertex), or run the job's kernel.
-    struct Refusal {
-        const char* file;
-        int line;
-        const char* message;  // takes the extraSize as %d
-    };
-    template <class... KernelArgs>
-    static void Run(const Table& table, SkinningJob& copy, const SkinningJob& job, const Refusal& refusal,
-                    KernelArgs... kernelArgs) {
-        copy = job;
-        if (!IsSupportedExtraSize(copy.extraSize)) {
-            ReportFatal(refusal.file, refusal.line, refusal.message, static_cast<int>(copy.extraSize));
-            return;
-        }
-        Select(table, copy).run(kernelArgs...);
-    }
-
-private:
     template <std::size_t Index>
-    static constexpr Leaf MakeLeaf() {
+    static constexpr SkinningLeaf<typename Family::Kernel> MakeLeaf() {
         constexpr uint32_t extraSize = Index / kFlagCombinations * 4;
         constexpr unsigned features = Family::Features(Index % kFlagCombinations);
         return {&Family::template Run<extraSize, features>, extraSize, features};
@@ -108,4 +86,33 @@ private:
     static constexpr Table Build(std::index_sequence<Index...>) {
         return {{MakeLeaf<Index>()...}};
     }
+
+public:
+    static constexpr Table Build() { return Build(std::make_index_sequence<Table::kLeaves>()); }
 };
+
+template <class Family>
+constexpr SkinningTable<typename Family::Kernel> BuildSkinningTable() {
+    return SkinningTableBuilder<Family>::Build();
+}
+
+// Where and how an operation refuses an unsupported extraSize.
+struct SkinningRefusal {
+    const char* file;
+    int line;
+    const char* message;  // takes the extraSize as %d
+};
+
+// A whole skinning call: copy the caller's job into the implementation's job
+// copy, refuse an unsupported extraSize with the fatal report of the calling
+// operation (and touch no vertex), or run the job's kernel.
+template <class Kernel, class... KernelArgs>
+void RunSkinningCall(const SkinningTable<Kernel>& table, SkinningJob& copy, const SkinningJob& job,
+                     const SkinningRefusal& refusal, KernelArgs... kernelArgs) {
+    copy = job;
+    if (!IsSupportedExtraSize(copy.extraSize)) {
+        ReportFatal(refusal.file, refusal.line, refusal.message, static_cast<int>(copy.extraSize));
+        return;
+    }
+    table.Select(copy).run(kernelArgs...);
+}

@@ -34,5 +34,5 @@ struct StdSingleFamily {
     static void Run(bool, const float* palette);
 };
 
-extern const SkinningDispatch<StdFullFamily>::Table kStdFullKernels;
-extern const SkinningDispatch<StdSingleFamily>::Table kStdSingleKernels;
+extern const SkinningTable<StdKernel> kStdFullKernels;
+extern const SkinningTable<StdKernel> kStdSingleKernels;

@@ -69,4 +69,4 @@ void StdFullFamily::Run(bool, const float* palette) {
     cursor.StoreInto(s_stdJob);
 }
 
-const SkinningDispatch<StdFullFamily>::Table kStdFullKernels = SkinningDispatch<StdFullFamily>::Build();
+const SkinningTable<StdKernel> kStdFullKernels = BuildSkinningTable<StdFullFamily>();

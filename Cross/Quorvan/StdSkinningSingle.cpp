@@ -27,4 +27,4 @@ void StdSingleFamily::Run(bool, const float* palette) {
     cursor.StoreInto(s_stdJob);
 }
 
-const SkinningDispatch<StdSingleFamily>::Table kStdSingleKernels = SkinningDispatch<StdSingleFamily>::Build();
+const SkinningTable<StdKernel> kStdSingleKernels = BuildSkinningTable<StdSingleFamily>();

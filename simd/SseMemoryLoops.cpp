@@ -1,5 +1,3 @@
-#pragma once
-
 // The vector implementation's memory loops: MMX moves, compares and logic,
 // plus SSE's word shuffle, never SSE2. Each loop ends with emms, so the
 // host's x87 code finds an empty register stack after any call.
@@ -15,48 +13,28 @@
 #include <cstring>
 
 #include "../Cross/Quorvan/FlagWords.h"
+#include "MemoryLoops.h"
 
-namespace SseMemory {
+namespace {
 
 // Eight bytes at any address.
-inline __m64 Load8(const void* p) {
+__m64 Load8(const void* p) {
     __m64 v;
     std::memcpy(&v, p, sizeof v);
     return v;
 }
-inline void Store8(void* p, __m64 v) { std::memcpy(p, &v, sizeof v); }
+void Store8(void* p, __m64 v) { std::memcpy(p, &v, sizeof v); }
 
 // Moves eight bytes through an MMX register. A value that is only moved
 // would otherwise go through whatever register the compiler likes best (an
 // SSE one, on these builds).
-inline void Move8(void* dst, const void* src) {
+void Move8(void* dst, const void* src) {
     __m64 v = Load8(src);
     asm("" : "+y"(v));
     Store8(dst, v);
 }
 
-inline __m64 Both(uint32_t word) { return _mm_set1_pi32(static_cast<int>(word)); }
-
-// 32-byte blocks as four 8-byte moves, each store right after its load, then
-// whole 32-bit words. Plain stores: whatever the name promises, no streaming
-// store, prefetch or fence is used. The bytes after the last whole word are
-// left alone.
-inline void CopyBlocks(uint8_t* dst, const uint8_t* src, uint32_t bytes) {
-    const uint32_t blocks = bytes / 32;
-    const uint32_t words = (bytes - 32 * blocks) / 4;
-    for (uint32_t b = 0; b < blocks; ++b, dst += 32, src += 32) {
-        Move8(dst, src);
-        Move8(dst + 8, src + 8);
-        Move8(dst + 16, src + 16);
-        Move8(dst + 24, src + 24);
-    }
-    for (uint32_t w = 0; w < words; ++w, dst += 4, src += 4) {
-        uint32_t word;
-        std::memcpy(&word, src, 4);
-        std::memcpy(dst, &word, 4);
-    }
-    _mm_empty();
-}
+__m64 Both(uint32_t word) { return _mm_set1_pi32(static_cast<int>(word)); }
 
 // In each 32-bit lane of two flag words: `full` where the word has a bit of
 // the full mask, ORed with `half` where it has a bit of the half mask. The
@@ -76,8 +54,33 @@ struct AlphaTerms {
     }
 };
 
+}  // namespace
+
+namespace SseMemory {
+
+// 32-byte blocks as four 8-byte moves, each store right after its load, then
+// whole 32-bit words. Plain stores: whatever the name promises, no streaming
+// store, prefetch or fence is used. The bytes after the last whole word are
+// left alone.
+void CopyBlocks(uint8_t* dst, const uint8_t* src, uint32_t bytes) {
+    const uint32_t blocks = bytes / 32;
+    const uint32_t words = (bytes - 32 * blocks) / 4;
+    for (uint32_t b = 0; b < blocks; ++b, dst += 32, src += 32) {
+        Move8(dst, src);
+        Move8(dst + 8, src + 8);
+        Move8(dst + 16, src + 16);
+        Move8(dst + 24, src + 24);
+    }
+    for (uint32_t w = 0; w < words; ++w, dst += 4, src += 4) {
+        uint32_t word;
+        std::memcpy(&word, src, 4);
+        std::memcpy(dst, &word, 4);
+    }
+    _mm_empty();
+}
+
 // Four 16-bit texels per step, alpha in bits 12-15: 0xF, 0x7 or 0x3.
-inline void FowAlpha16(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
+void FowAlpha16(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
                        uint16_t* texels) {
     const AlphaTerms terms(fullMask, halfMask, 0xF000, 0x7000);
     const __m64 low = Both(0x30003000), keep = Both(0x0FFF0FFF);
@@ -95,7 +98,7 @@ inline void FowAlpha16(const uint32_t* visibility, uint32_t count, uint32_t full
 }
 
 // Two 32-bit texels per step, alpha in bits 24-31: 0xFF, 0x70 or 0x30.
-inline void FowAlpha32(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
+void FowAlpha32(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
                        uint32_t* texels) {
     const AlphaTerms terms(fullMask, halfMask, 0xFF000000, 0x70000000);
     const __m64 low = Both(0x30000000), keep = Both(0x00FFFFFF);
@@ -109,7 +112,7 @@ inline void FowAlpha32(const uint32_t* visibility, uint32_t count, uint32_t full
 
 // Two words per step until the address of word `count` is met exactly: an
 // odd count never meets it and the walk runs on past the array.
-inline void AndMask(uint32_t* words, uint32_t count, uint32_t mask) {
+void AndMask(uint32_t* words, uint32_t count, uint32_t mask) {
     const __m64 both = Both(mask);
     for (const uintptr_t end = AddressOfWord(words, count); AddressOf(words) != end; words += 2)
         Store8(words, _mm_and_si64(Load8(words), both));

@@ -1,0 +1,5 @@
+// SkinningSingle built for AVX-512.
+
+#include "SingleSkinningLoop.h"
+
+const SseKernelTable kAvx512SingleKernels = BuildSkinningTable<SingleSkinning::Family<SingleSkinning::NoLanes>>();

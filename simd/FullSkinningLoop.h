@@ -1,0 +1,194 @@
+#pragma once
+
+// SkinningFull of the vector implementation, one vertex after another: up to
+// four bone influences per vertex, blended with SSE single-precision
+// arithmetic. Every instruction set's kernel file builds its own copy (all
+// of it has internal linkage); the wider ones run vertices side by side in
+// their lanes and come here for whatever their lanes cannot take.
+//
+// Influence i of a vertex is its last when the weight byte that follows it
+// in plain order (byte 17 + i) is zero, or when it is the fourth; the weight
+// itself is read through kWeightOrder, so after influence 1 the end test
+// looks at the weight of influence 0. That pairing is what stored meshes were
+// built against and is kept as it is.
+
+#include <xmmintrin.h>
+
+#include "../Cross/Quorvan/ForceInline.h"
+#include "../Cross/Quorvan/VertexCursor.h"
+#include "../Cross/Quorvan/VertexLayout.h"
+#include "SseBonePalette.h"
+#include "SseSkinning.h"
+#include "SseVector.h"
+
+namespace {
+namespace FullSkinning {
+
+constexpr unsigned kWeightOrder[4] = {2, 1, 0, 3};
+
+// byte / 255 in single precision: the byte times 1/255 rounded to a float,
+// the product rounded once more.
+QUORVAN_INLINE __m128 Weight(uint8_t byte) {
+    const __m128 w = _mm_mul_ss(_mm_cvtsi32_ss(_mm_setzero_ps(), byte), _mm_set_ss(1.0f / 255.0f));
+    return _mm_shuffle_ps(w, w, 0);
+}
+
+// The float sums carried from one vertex into the next. They start a call
+// at +0 and, after each vertex is written, are multiplied by zero rather
+// than cleared: a NaN or an infinity stays NaN for the rest of the call, and
+// a negative sum leaves -0 behind.
+struct Carry {
+    __m128 position = _mm_setzero_ps();
+    __m128 normal = _mm_setzero_ps();
+    __m128 tangent = _mm_setzero_ps();
+    __m128 binormal = _mm_setzero_ps();
+};
+
+QUORVAN_INLINE __m128 TimesZero(__m128 sum) { return _mm_mul_ps(sum, _mm_setzero_ps()); }
+
+// A direction skinned in packed form: three signed integer sums of the
+// excess-128 bytes (x in byte 2, z in byte 0) rotated by the quantised bone
+// and weighted by the raw weight byte.
+struct PackedSum {
+    int32_t a, b, c;  // the source components
+    int32_t x = 0, y = 0, z = 0;
+
+    QUORVAN_INLINE explicit PackedSum(const uint8_t* packed) : a(packed[2] - 128), b(packed[1] - 128), c(packed[0] - 128) {}
+
+    QUORVAN_INLINE void Add(const int8_t* q, int32_t weight) {
+        x += (q[0] * a + q[3] * b + q[6] * c) * weight;
+        y += (q[1] * a + q[4] * b + q[7] * c) * weight;
+        z += (q[2] * a + q[5] * b + q[8] * c) * weight;
+    }
+
+    // Back to excess-128 bytes. The offset 128 * 32768 - 129 sets the zero
+    // point; nothing clamps, so out-of-range sums wrap. Byte 3 is 0.
+    QUORVAN_INLINE void Store(uint8_t* out) const {
+        constexpr int32_t kOffset = 4194175;
+        const uint32_t bytes = (static_cast<uint32_t>((z + kOffset) >> 15) & 0xFF) |
+                               (static_cast<uint32_t>((y + kOffset) >> 15) & 0xFF) << 8 |
+                               (static_cast<uint32_t>((x + kOffset) >> 15) & 0xFF) << 16;
+        std::memcpy(out, &bytes, 4);
+    }
+};
+
+enum class Form { Absent, Float, Packed };
+
+// One direction of the vertex in the form the kernel's flags choose, with
+// its source and destination offsets. A float direction adds into the sum
+// carried from the vertex before; a packed one starts from zero.
+template <Form, uint32_t Src, uint32_t Dst>
+struct Direction {
+    QUORVAN_INLINE Direction(const uint8_t*, __m128&) {}
+    QUORVAN_INLINE void Add(const BoneRows&, const int8_t*, __m128, int32_t) {}
+    QUORVAN_INLINE void Store(uint8_t*) const {}
+};
+
+template <uint32_t Src, uint32_t Dst>
+struct Direction<Form::Float, Src, Dst> {
+    Splatted in;
+    __m128& sum;
+
+    QUORVAN_INLINE Direction(const uint8_t* src, __m128& carried) : in(src + Src), sum(carried) {}
+    QUORVAN_INLINE void Add(const BoneRows& rows, const int8_t*, __m128 w, int32_t) {
+        sum = _mm_add_ps(_mm_mul_ps(rows.Rotate(in), w), sum);
+    }
+    QUORVAN_INLINE void Store(uint8_t* dst) const { StoreXYZ(dst + Dst, sum); }
+};
+
+template <uint32_t Src, uint32_t Dst>
+struct Direction<Form::Packed, Src, Dst> {
+    PackedSum sum;
+
+    QUORVAN_INLINE Direction(const uint8_t* src, __m128&) : sum(src + Src) {}
+    QUORVAN_INLINE void Add(const BoneRows&, const int8_t* q, __m128, int32_t weight) { sum.Add(q, weight); }
+    QUORVAN_INLINE void Store(uint8_t* dst) const { sum.Store(dst + Dst); }
+};
+
+template <bool Present, bool Packed>
+constexpr Form FormOf() {
+    return !Present ? Form::Absent : Packed ? Form::Packed : Form::Float;
+}
+
+// With a count of 0 the first influence step still runs, and the count is
+// tested after it: unless that step ends the vertex, the call is over with
+// nothing written.
+QUORVAN_INLINE bool SpentBeforeFirstVertex(const VertexCursor& cursor) {
+    return cursor.count == 0 && cursor.src[VertexLayout::kSrcWeights + 1] != 0;
+}
+
+// Vertices one by one, from `carry`, until the count reaches `until`; at
+// least one vertex runs. `carry` is left as the next vertex would find it.
+template <uint32_t ExtraSize, unsigned Features>
+QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, Carry& carry, uint32_t until) {
+    using F = KernelFeatures<Features>;
+    using namespace VertexLayout;
+    __m128 position = carry.position, normalSum = carry.normal, tangentSum = carry.tangent,
+           binormalSum = carry.binormal;
+    do {
+        const uint8_t* src = cursor.src;
+        const Splatted point(src + kSrcPosition);
+        Direction<FormOf<F::kNormal, F::kPacked>(), kSrcNormal, kDstNormal> normal(src, normalSum);
+        Direction<FormOf<F::kTangents, F::kPacked>(), SrcTangent(F::kPacked), DstTangent(F::kPacked)> tangent(
+            src, tangentSum);
+        Direction<FormOf<F::kTangents, F::kPacked>(), SrcBinormal(F::kPacked), DstBinormal(F::kPacked)> binormal(
+            src, binormalSum);
+
+        for (unsigned i = 0;; ++i) {
+            const bool last = i == 3 || src[kSrcWeights + 1 + i] == 0;
+            const unsigned bone = src[kSrcBones + i];
+            const BoneRows rows(s_ssePalette.rows[bone]);
+            const int8_t* q = s_ssePalette.quantised[bone];
+            const uint8_t weightByte = src[kSrcWeights + kWeightOrder[i]];
+            const __m128 w = Weight(weightByte);
+
+            position = _mm_add_ps(_mm_mul_ps(rows.Transform(point), w), position);
+            normal.Add(rows, q, w, weightByte);
+            tangent.Add(rows, q, w, weightByte);
+            binormal.Add(rows, q, w, weightByte);
+            if (last) break;
+        }
+
+        StoreXYZ(cursor.dst + kDstPosition, position);
+        normal.Store(cursor.dst);
+        tangent.Store(cursor.dst);
+        binormal.Store(cursor.dst);
+        cursor.FinishVertex<ExtraSize, F::kAux>(job);
+
+        position = TimesZero(position);
+        normalSum = TimesZero(normalSum);
+        tangentSum = TimesZero(tangentSum);
+        binormalSum = TimesZero(binormalSum);
+    } while (cursor.count != until);
+    carry = {position, normalSum, tangentSum, binormalSum};
+}
+
+// The kernels of one instruction set. `Lanes::Run<ExtraSize, Features>(job,
+// cursor, carry)` skins as many vertices as it can side by side, leaving at
+// least one, and the rest run one by one here.
+template <class Lanes>
+struct Family {
+    using Kernel = SseKernel;
+    static constexpr unsigned Features(unsigned flags) { return FullKernelFeatures(flags); }
+
+    template <uint32_t ExtraSize, unsigned Features>
+    static void Run() {
+        // A local copy, which no store through a vertex pointer can alias.
+        const SkinningJob job = s_sseJob;
+        VertexCursor cursor(job);
+        if (SpentBeforeFirstVertex(cursor)) return;
+        Carry carry;
+        Lanes::template Run<ExtraSize, Features>(job, cursor, carry);
+        RunVertices<ExtraSize, Features>(job, cursor, carry, 0);
+        cursor.StoreInto(s_sseJob);
+    }
+};
+
+// The SSE kernels take every vertex one by one.
+struct NoLanes {
+    template <uint32_t ExtraSize, unsigned Features>
+    static void Run(const SkinningJob&, VertexCursor&, Carry&) {}
+};
+
+}  // namespace FullSkinning
+}  // namespace

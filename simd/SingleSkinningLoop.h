@@ -1,0 +1,137 @@
+#pragma once
+
+// SkinningSingle of the vector implementation, one vertex after another: one
+// bone per vertex, named by its first index byte, with an implied weight of
+// one. The weights and the other three indices are never read. Every
+// instruction set's kernel file builds its own copy (all of it has internal
+// linkage); the wider ones run vertices side by side in their lanes and come
+// here for whatever their lanes cannot take.
+//
+// Each vector is transformed once and stored at its fixed slot in the order
+// position, normal, tangent, binormal. Float vectors use the bone's float
+// rows; packed ones its quantised rotation, in integers only.
+
+#include <xmmintrin.h>
+
+#include "../Cross/Quorvan/ForceInline.h"
+#include "../Cross/Quorvan/VertexCursor.h"
+#include "../Cross/Quorvan/VertexLayout.h"
+#include "SseBonePalette.h"
+#include "SseSkinning.h"
+#include "SseVector.h"
+
+namespace {
+namespace SingleSkinning {
+
+enum class FloatVector { Position, Normal, Tangent, Binormal };
+
+// Bytes written by the store of a float vector. A vector goes out as its
+// whole four-lane result, the fourth float spilling into the four bytes
+// behind it, which a later store of the same vertex may cover. Only the
+// vertex's last vector with no extra words behind it is stored as its three
+// floats; so is the normal as the only direction with one extra word, even
+// though that word could have taken the spill.
+constexpr unsigned StoreWidth(FloatVector vector, uint32_t extraSize, unsigned features) {
+    const bool normal = features & kSkinNormal, tangents = features & kSkinTangents;
+    const bool normalAlone = vector == FloatVector::Normal && !tangents;
+    const bool last = vector == FloatVector::Binormal || normalAlone ||
+                      (vector == FloatVector::Position && !normal && !tangents);
+    return last && (extraSize == 0 || (normalAlone && extraSize == 4)) ? 12 : 16;
+}
+
+template <unsigned Width>
+QUORVAN_INLINE void StoreVector(uint8_t* out, __m128 v) {
+    static_assert(Width == 12 || Width == 16);
+    if constexpr (Width == 12)
+        StoreXYZ(out, v);
+    else
+        StoreXYZW(out, v);
+}
+
+// The bone's quantised rotation, widened once per vertex: read before the
+// first store, it need not be fetched again after each one.
+struct PackedRotation {
+    int32_t q[9];
+
+    QUORVAN_INLINE explicit PackedRotation(const int8_t* bytes) {
+        for (int k = 0; k < 9; ++k) q[k] = bytes[k];
+    }
+
+    // A packed direction (excess-128 bytes, x in byte 2, z in byte 0) through
+    // the rotation. The offset 127 * 128 - 1 puts the result's zero point at
+    // about 127 rather than the input's 128; nothing clamps, so sums beyond a
+    // byte wrap. Byte 3 is written as 0.
+    QUORVAN_INLINE void Skin(uint8_t* out, const uint8_t* in) const {
+        const int32_t x = in[2] - 128, y = in[1] - 128, z = in[0] - 128;
+        const auto byte = [](int32_t sum) { return static_cast<uint32_t>((sum + 16255) >> 7) & 0xFF; };
+        const uint32_t bytes = byte(q[2] * x + q[5] * y + q[8] * z) |        //
+                               byte(q[1] * x + q[4] * y + q[7] * z) << 8 |   //
+                               byte(q[0] * x + q[3] * y + q[6] * z) << 16;
+        std::memcpy(out, &bytes, 4);
+    }
+};
+
+// Vertices one by one until the count reaches `until`; at least one runs.
+template <uint32_t ExtraSize, unsigned Features>
+QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, uint32_t until) {
+    using F = KernelFeatures<Features>;
+    constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
+    using namespace VertexLayout;
+    do {
+        const uint8_t* src = cursor.src;
+        uint8_t* dst = cursor.dst;
+        const unsigned bone = src[kSrcBones];
+        const BoneRows rows(s_ssePalette.rows[bone]);
+
+        StoreVector<Width(FloatVector::Position)>(dst + kDstPosition,
+                                                  rows.Transform(Splatted(src + kSrcPosition)));
+        if constexpr (F::kPacked) {
+            const PackedRotation rotation(s_ssePalette.quantised[bone]);
+            if constexpr (F::kNormal) rotation.Skin(dst + kDstNormal, src + kSrcNormal);
+            if constexpr (F::kTangents) {
+                rotation.Skin(dst + DstTangent(true), src + SrcTangent(true));
+                rotation.Skin(dst + DstBinormal(true), src + SrcBinormal(true));
+            }
+        } else {
+            if constexpr (F::kNormal)
+                StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, rows.Rotate(Splatted(src + kSrcNormal)));
+            if constexpr (F::kTangents) {
+                // Both are fetched before either is stored: where the
+                // destination overlaps the source, the tangent's store may
+                // reach the binormal's source bytes.
+                const Splatted tangent(src + SrcTangent(false)), binormal(src + SrcBinormal(false));
+                StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), rows.Rotate(tangent));
+                StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false), rows.Rotate(binormal));
+            }
+        }
+        cursor.FinishVertex<ExtraSize, F::kAux>(job);
+    } while (cursor.count != until);
+}
+
+// The kernels of one instruction set. `Lanes::Run<ExtraSize, Features>(job,
+// cursor)` skins as many vertices as it can side by side, leaving at least
+// one, and the rest run one by one here.
+template <class Lanes>
+struct Family {
+    using Kernel = SseKernel;
+    static constexpr unsigned Features(unsigned flags) { return SingleKernelFeatures(flags); }
+
+    template <uint32_t ExtraSize, unsigned Features>
+    static void Run() {
+        // A local copy, which no store through a vertex pointer can alias.
+        const SkinningJob job = s_sseJob;
+        VertexCursor cursor(job);
+        Lanes::template Run<ExtraSize, Features>(job, cursor);
+        RunVertices<ExtraSize, Features>(job, cursor, 0);
+        cursor.StoreInto(s_sseJob);
+    }
+};
+
+// The SSE kernels take every vertex one by one.
+struct NoLanes {
+    template <uint32_t ExtraSize, unsigned Features>
+    static void Run(const SkinningJob&, VertexCursor&) {}
+};
+
+}  // namespace SingleSkinning
+}  // namespace
