@@ -1,5 +1,99 @@
-// SkinningFull built for AVX-512.
+// SkinningFull built for AVX-512: four vertices per instruction, one in each
+// 128-bit quarter, with the vertices that have run out of influences masked.
 
-#include "FullSkinningLoop.h"
+#include <immintrin.h>
 
-const SseKernelTable kAvx512FullKernels = BuildSkinningTable<FullSkinning::Family<FullSkinning::NoLanes>>();
+#include "FullLanes.h"
+
+namespace {
+
+struct Avx512Width {
+    using Vec = __m512;
+    static constexpr unsigned kVertices = 4;
+    static constexpr unsigned kStoredLanes = 0x7777;
+
+    template <class Quarter>
+    QUORVAN_INLINE static Vec Gather(Quarter quarter) {
+        Vec v = _mm512_castps128_ps512(quarter(0));
+        v = _mm512_insertf32x4(v, quarter(1), 1);
+        v = _mm512_insertf32x4(v, quarter(2), 2);
+        return _mm512_insertf32x4(v, quarter(3), 3);
+    }
+    template <class Address>
+    QUORVAN_INLINE static Vec LoadSlots(Address at) {
+        return Gather([&](unsigned k) { return _mm_loadu_ps(reinterpret_cast<const float*>(at(k))); });
+    }
+    template <class Row>
+    QUORVAN_INLINE static Vec LoadRows(Row row) {
+        return Gather([&](unsigned k) { return _mm_load_ps(row(k)); });
+    }
+    template <int Lane>
+    QUORVAN_INLINE static Vec Splat(Vec v) {
+        return _mm512_permute_ps(v, Lane * 0x55);
+    }
+    QUORVAN_INLINE static Vec Mul(Vec a, Vec b) { return _mm512_mul_ps(a, b); }
+    QUORVAN_INLINE static Vec Add(Vec a, Vec b) { return _mm512_add_ps(a, b); }
+    QUORVAN_INLINE static Vec Zero() { return _mm512_setzero_ps(); }
+    QUORVAN_INLINE static Vec WithFirstSlot(__m128 slot) { return _mm512_insertf32x4(Zero(), slot, 0); }
+    QUORVAN_INLINE static __m128 Slot(Vec v, unsigned k) {
+        switch (k) {
+        case 0: return _mm512_castps512_ps128(v);
+        case 1: return _mm512_extractf32x4_ps(v, 1);
+        case 2: return _mm512_extractf32x4_ps(v, 2);
+        default: return _mm512_extractf32x4_ps(v, 3);
+        }
+    }
+
+    // Lanes 0-2 of p, n, t and b of each vertex as three whole vectors:
+    // (px py pz nx), (ny nz tx ty), (tz bx by bz).
+    QUORVAN_INLINE static void Interleave(Vec p, Vec n, Vec t, Vec b, Vec (&out)[3]) {
+        // Lane j of a slot: an index into the first source (0-15) or, plus
+        // 16, the second.
+        const __m512i first = _mm512_setr_epi32(0, 1, 2, 16, 4, 5, 6, 20, 8, 9, 10, 24, 12, 13, 14, 28);
+        const __m512i second = _mm512_setr_epi32(1, 2, 16, 17, 5, 6, 20, 21, 9, 10, 24, 25, 13, 14, 28, 29);
+        const __m512i third = _mm512_setr_epi32(2, 16, 17, 18, 6, 20, 21, 22, 10, 24, 25, 26, 14, 28, 29, 30);
+        out[0] = _mm512_permutex2var_ps(p, first, n);
+        out[1] = _mm512_permutex2var_ps(n, second, t);
+        out[2] = _mm512_permutex2var_ps(t, third, b);
+    }
+
+    // Each vertex's four weights, in influence order, as byte * (1/255).
+    QUORVAN_INLINE static Vec Weights(const FullSkinning::VertexInputs* v) {
+        const __m128i bytes = _mm_setr_epi32(static_cast<int>(v[0].weights), static_cast<int>(v[1].weights),
+                                             static_cast<int>(v[2].weights), static_cast<int>(v[3].weights));
+        return Mul(_mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(bytes)), _mm512_set1_ps(1.0f / 255.0f));
+    }
+    QUORVAN_INLINE static Vec Broadcast(Vec weights, unsigned influence) {
+        return _mm512_permutevar_ps(weights, _mm512_set1_epi32(static_cast<int>(influence)));
+    }
+
+    struct Counts {
+        __m512i counts;
+        QUORVAN_INLINE explicit Counts(const FullSkinning::VertexInputs* v)
+            : counts(_mm512_permutexvar_epi32(
+                  _mm512_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3),
+                  _mm512_castsi128_si512(_mm_setr_epi32(static_cast<int>(v[0].count), static_cast<int>(v[1].count),
+                                                        static_cast<int>(v[2].count), static_cast<int>(v[3].count))))) {}
+        // The lanes of the vertices that have an influence `i`.
+        QUORVAN_INLINE __mmask16 Above(unsigned i) const {
+            return _mm512_cmpgt_epi32_mask(counts, _mm512_set1_epi32(static_cast<int>(i)));
+        }
+    };
+    QUORVAN_INLINE static Vec AddWhere(__mmask16 lanes, Vec product, Vec sum) {
+        return _mm512_mask_add_ps(sum, lanes, product, sum);
+    }
+
+    QUORVAN_INLINE static unsigned NegativeZeroLanes(Vec v) {
+        return _mm512_cmpeq_epi32_mask(_mm512_castps_si512(v), _mm512_set1_epi32(INT32_MIN));
+    }
+    QUORVAN_INLINE static unsigned NonZeroLanes(Vec v) {
+        const __m512i bits = _mm512_castps_si512(v);
+        return _mm512_test_epi32_mask(bits, bits);
+    }
+    QUORVAN_INLINE static unsigned NaNLanes(Vec v) { return _mm512_cmp_ps_mask(v, v, _CMP_UNORD_Q); }
+};
+
+}  // namespace
+
+const SseKernelTable kAvx512FullKernels =
+    BuildSkinningTable<FullSkinning::Family<FullSkinning::Lanes<Avx512Width>>>();

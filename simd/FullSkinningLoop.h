@@ -50,9 +50,10 @@ QUORVAN_INLINE __m128 TimesZero(__m128 sum) { return _mm_mul_ps(sum, _mm_setzero
 // excess-128 bytes (x in byte 2, z in byte 0) rotated by the quantised bone
 // and weighted by the raw weight byte.
 struct PackedSum {
-    int32_t a, b, c;  // the source components
+    int32_t a = 0, b = 0, c = 0;  // the source components
     int32_t x = 0, y = 0, z = 0;
 
+    PackedSum() = default;
     QUORVAN_INLINE explicit PackedSum(const uint8_t* packed) : a(packed[2] - 128), b(packed[1] - 128), c(packed[0] - 128) {}
 
     QUORVAN_INLINE void Add(const int8_t* q, int32_t weight) {
@@ -163,9 +164,18 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, Ca
     carry = {position, normalSum, tangentSum, binormalSum};
 }
 
+// Where a call stands: the moving part of the job copy and the sums carried
+// into the next vertex.
+struct Progress {
+    VertexCursor cursor;
+    Carry carry;
+};
+
 // The kernels of one instruction set. `Lanes::Run<ExtraSize, Features>(job,
-// cursor, carry)` skins as many vertices as it can side by side, leaving at
-// least one, and the rest run one by one here.
+// progress)` skins as many vertices as it can side by side, leaving at least
+// one, and the rest run one by one here. Everything it works on is passed by
+// value, so the compiler can keep it in registers: a store through a vertex
+// pointer could otherwise alias any of it.
 template <class Lanes>
 struct Family {
     using Kernel = SseKernel;
@@ -173,21 +183,20 @@ struct Family {
 
     template <uint32_t ExtraSize, unsigned Features>
     static void Run() {
-        // A local copy, which no store through a vertex pointer can alias.
         const SkinningJob job = s_sseJob;
-        VertexCursor cursor(job);
-        if (SpentBeforeFirstVertex(cursor)) return;
-        Carry carry;
-        Lanes::template Run<ExtraSize, Features>(job, cursor, carry);
-        RunVertices<ExtraSize, Features>(job, cursor, carry, 0);
-        cursor.StoreInto(s_sseJob);
+        if (SpentBeforeFirstVertex(VertexCursor(job))) return;
+        Progress progress = Lanes::template Run<ExtraSize, Features>(job, Progress{VertexCursor(job), Carry()});
+        RunVertices<ExtraSize, Features>(job, progress.cursor, progress.carry, 0);
+        progress.cursor.StoreInto(s_sseJob);
     }
 };
 
 // The SSE kernels take every vertex one by one.
 struct NoLanes {
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run(const SkinningJob&, VertexCursor&, Carry&) {}
+    static Progress Run(SkinningJob, Progress progress) {
+        return progress;
+    }
 };
 
 }  // namespace FullSkinning
