@@ -35,3 +35,11 @@ void FowAlpha32(const uint32_t* visibility, uint32_t count, uint32_t fullMask, u
 void AndMask(uint32_t* words, uint32_t count, uint32_t mask);
 bool AnyMaskBitInRect(const uint32_t* base, uint32_t width, uint32_t height, uint32_t pitch, uint32_t mask);
 }  // namespace Avx2Memory
+
+// 64-byte steps; copies go through the AVX2 loop.
+namespace Avx512Memory {
+void FowAlpha16(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask, uint16_t* texels);
+void FowAlpha32(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask, uint32_t* texels);
+void AndMask(uint32_t* words, uint32_t count, uint32_t mask);
+bool AnyMaskBitInRect(const uint32_t* base, uint32_t width, uint32_t height, uint32_t pitch, uint32_t mask);
+}  // namespace Avx512Memory
