@@ -2,21 +2,27 @@
 
 #include "MemoryHelperTest.h"
 
+#ifdef __linux__
+#include <csetjmp>
+#include <csignal>
+#endif
+
 namespace {
 
 using ANDMaskMemoryTest = MemoryHelperTest;
 using TestMaskRectTest = MemoryHelperTest;
 
 TEST_P(ANDMaskMemoryTest, ClearsWhatTheMaskDoesNotKeepInTheFirstCountWords) {
-    // The vector form walks two words at a time until it meets the end
-    // exactly: an odd count would run away, so it only sees even ones.
-    std::vector<uint32_t> counts = {0, 2, 4, 6, 8, 100, 1002};
-    if (!Vector()) counts.insert(counts.end(), {1, 3, 5, 7, 101});
+    // The vector form walks until it meets the end exactly: an odd count
+    // would run away, so it only sees even ones, here every one up to 80
+    // words (each path's wide steps and the pairs after them).
+    std::vector<uint32_t> counts = {1002};
+    for (uint32_t count = 0; count <= 80; count += Vector() ? 2 : 1) counts.push_back(count);
     for (uint32_t count : counts)
-        for (uint32_t mask : {static_cast<uint32_t>(m_rng()), 0u, ~0u}) {
+        for (uint32_t mask : {static_cast<uint32_t>(m_rng()), 0u}) {
             constexpr uint32_t kPadding = 4;
-            // One word off an 8-byte boundary.
-            CanaryBuffer words((count + kPadding) * 4, 68);
+            // One word off an 8-byte boundary, then off a 32-byte one.
+            CanaryBuffer words((count + kPadding) * 4, 64 + 4 + count % 8 * 4);
             std::vector<uint32_t> old(count + kPadding);
             for (uint32_t k = 0; k < old.size(); ++k) {
                 old[k] = m_rng();
@@ -42,14 +48,47 @@ TEST_P(ANDMaskMemoryTest, VectorFormReportsAnOddCountBeforeItWalks) {
     EXPECT_EQ(words[0], 1u);
 }
 
-TEST_P(TestMaskRectTest, SeesOnlyTheWordsOfItsBlock) {
-    // Two rows of two words, four words apart: words 0, 1, 4 and 5.
-    for (uint32_t k = 0; k < 12; ++k) {
-        uint32_t words[12] = {};
-        words[k] = 0x100;
-        EXPECT_EQ(Impl().TestMaskRect(words, 2, 2, 4, 0x180), k == 0 || k == 1 || k == 4 || k == 5) << k;
-        EXPECT_FALSE(Impl().TestMaskRect(words, 2, 2, 4, 0x80)) << k;
-    }
+#ifdef __linux__
+sigjmp_buf s_faulted;
+void OnFault(int) { siglongjmp(s_faulted, 1); }
+
+// Runs `walk` until it faults; false if it returns instead.
+bool Faults(const std::function<void()>& walk) {
+    struct sigaction fault = {}, previous;
+    fault.sa_handler = OnFault;
+    sigaction(SIGSEGV, &fault, &previous);
+    const bool faulted = sigsetjmp(s_faulted, 1) != 0;
+    if (!faulted) walk();
+    sigaction(SIGSEGV, &previous, nullptr);
+    // A walk stopped by the fault never got to its emms.
+    asm volatile("emms");
+    return faulted;
+}
+#endif
+
+TEST_P(ANDMaskMemoryTest, OddCountWalksOnInPairsUntilItFaults) {
+#ifndef __linux__
+    GTEST_SKIP() << "needs mmap";
+#else
+    if (!Vector()) GTEST_SKIP() << "the scalar form takes any count";
+    GuardedPage page;
+    ASSERT_TRUE(page.Ok());
+    auto* end = reinterpret_cast<uint32_t*>(page.End());
+    for (uint32_t count : {1u, 3u, 7u, 15u, 33u})
+        for (uint32_t gap : {40u, 41u}) {
+            // `gap` words from the array's start to the unreadable page; the
+            // pairs end there exactly when the gap is even, and one pair
+            // straddles it when it is odd.
+            uint32_t* words = end - gap;
+            for (uint32_t k = 0; k < gap; ++k) words[k] = 0xFFFF0000 | k;
+            EXPECT_TRUE(Faults([&] { Impl().ANDMaskMemory(words, count, 0x00FF00FF); })) << count;
+            HostCapture::Clear();
+            // Every whole pair before the page changed.
+            for (uint32_t k = 0; k < gap; ++k)
+                EXPECT_EQ(words[k], k < gap / 2 * 2 ? 0x00FF0000 | (k & 0xFF) : 0xFFFF0000 | k)
+                    << "count " << count << ", gap " << gap << ", word " << k;
+        }
+#endif
 }
 
 TEST_P(TestMaskRectTest, EmptyBlockOrMaskFindsNothing) {
@@ -60,25 +99,56 @@ TEST_P(TestMaskRectTest, EmptyBlockOrMaskFindsNothing) {
     EXPECT_TRUE(Impl().TestMaskRect(ones.data(), 1, 1, 0, 1));
 }
 
-TEST_P(TestMaskRectTest, FindsABitExactlyWhenItsWordIsInTheBlock) {
-    constexpr uint32_t kWords = 16 * 16;
-    for (int round = 0; round < 2000; ++round) {
-        // Rows may overlap (pitch below width) or repeat (pitch 0).
-        const uint32_t width = m_rng() % 7, height = m_rng() % 7, pitch = m_rng() % 17;
-        const uint32_t hit = m_rng() % kWords, bit = 1u << (m_rng() % 32);
-        const uint32_t mask = static_cast<uint32_t>(m_rng()) | (m_rng() % 2 ? bit : 0);
-        std::vector<uint32_t> words(kWords);
-        words[hit] = bit;
+// Whether word `k` of a buffer lies in the block at its word `start`.
+bool InBlock(uint32_t k, uint32_t start, uint32_t width, uint32_t height, uint32_t pitch) {
+    for (uint32_t row = 0; row < height; ++row)
+        if (k >= start + row * pitch && k < start + row * pitch + width) return true;
+    return false;
+}
 
-        bool inside = false;
-        for (uint32_t row = 0; row < height; ++row)
-            inside |= hit >= row * pitch && hit < row * pitch + width;
-        EXPECT_EQ(Impl().TestMaskRect(words.data(), width, height, pitch, mask), inside && (mask & bit) != 0)
-            << width << "x" << height << ", pitch " << pitch << ", word " << hit;
-    }
+TEST_P(TestMaskRectTest, FindsABitExactlyWhenItsWordIsInTheBlock) {
+    // Blocks of every width up to 40 starting at each word of a 32-byte
+    // chunk, with rows that overlap (pitch 1 or 3), touch or leave odd gaps.
+    alignas(32) uint32_t words[8 + 3 * 45 + 48];
+    constexpr uint32_t kWords = sizeof words / 4;
+    for (uint32_t width = 1; width <= 40; ++width)
+        for (uint32_t start = 0; start < 8; ++start)
+            for (uint32_t pitch : {1u, 3u, width, width | 1, (width | 1) + 4}) {
+                const uint32_t height = 3, bit = 1u << (width % 32);
+                // Every word outside the block has every bit of the mask.
+                for (uint32_t k = 0; k < kWords; ++k) words[k] = InBlock(k, start, width, height, pitch) ? ~bit : ~0u;
+                EXPECT_FALSE(Impl().TestMaskRect(words + start, width, height, pitch, bit))
+                    << width << " wide from " << start << ", pitch " << pitch;
+                // One word with the bit, inside or outside the block.
+                for (uint32_t hit = 0; hit < kWords; ++hit) {
+                    for (uint32_t k = 0; k < kWords; ++k) words[k] = k == hit ? bit : ~bit;
+                    EXPECT_EQ(Impl().TestMaskRect(words + start, width, height, pitch, bit),
+                              InBlock(hit, start, width, height, pitch))
+                        << width << " wide from " << start << ", pitch " << pitch << ", word " << hit;
+                }
+            }
+}
+
+TEST_P(TestMaskRectTest, StopsAtTheFirstHitBeforeAnUnreadablePage) {
+#ifndef __linux__
+    GTEST_SKIP() << "needs mmap";
+#else
+    GuardedPage page;
+    ASSERT_TRUE(page.Ok());
+    auto* end = reinterpret_cast<uint32_t*>(page.End());
+    // The hit is the last readable word; the row runs on into the unreadable
+    // page, and so would the rows after it.
+    end[-1] = 0x10;
+    for (uint32_t before = 0; before < 20; ++before)
+        for (uint32_t width : {before + 2, before + 9, before + 40}) {
+            const uint32_t* row = end - 1 - before;
+            EXPECT_TRUE(Impl().TestMaskRect(row, width, 1, 0, 0x30)) << before << ", " << width;
+            EXPECT_TRUE(Impl().TestMaskRect(row, width, 3, 4096, 0x10)) << before << ", " << width;
+        }
+#endif
 }
 
 }  // namespace
 
-INSTANTIATE_FOR_BOTH_IMPLEMENTATIONS(ANDMaskMemoryTest);
-INSTANTIATE_FOR_BOTH_IMPLEMENTATIONS(TestMaskRectTest);
+INSTANTIATE_FOR_EVERY_IMPLEMENTATION(ANDMaskMemoryTest);
+INSTANTIATE_FOR_EVERY_IMPLEMENTATION(TestMaskRectTest);
