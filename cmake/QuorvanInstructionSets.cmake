@@ -23,6 +23,11 @@ endif()
 # multiply-add, whatever the processor has).
 set(QUORVAN_ISA_AVX2 -mmmx -msse -msse2 -mavx -mavx2 -mno-fma)
 set(QUORVAN_ISA_AVX512 ${QUORVAN_ISA_AVX2} -mavx512f -mavx512vl -mavx512bw -mavx512dq)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # GCC's own AVX-512 intrinsics start from deliberately undefined lanes and
+  # then warn that they may be used uninitialised.
+  list(APPEND QUORVAN_ISA_AVX512 -Wno-maybe-uninitialized)
+endif()
 
 # quorvan_instruction_set(<SSE|SSE2|3DNOW|AVX2|AVX512> <source>...)
 function(quorvan_instruction_set isa)
