@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <typeinfo>
@@ -12,6 +13,7 @@
 #include "../Cross/Quorvan/ProcessorProbe.h"
 #include "../Cross/Quorvan/Quorvan_std.h"
 #include "../simd/Quorvan_SSE.h"
+#include "../simd/VectorKernels.h"
 #include "Emulator.h"
 #include "HostCapture.h"
 #include "Lifecycle.h"
@@ -62,4 +64,18 @@ TEST_F(EmulatedProcessorTest, MissingExtensionsFaultAndAreCaught) {
     for (int bit : {FeatureMMX, FeatureSSE, FeatureSSE2, Feature3DNow})
         EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), ShouldRun(bit, expected.features))
             << "feature " << bit;
+}
+
+// The instance runs the widest vector path the processor has: the one an
+// emulated run's environment names, and on the machine itself whichever it
+// has, which the test reports.
+TEST_F(EmulatedProcessorTest, RunsTheWidestVectorPath) {
+    ASSERT_TRUE(Quorvan::Initialize(false, 6));
+    if (typeid(*Quorvan::i()) != typeid(Quorvan_SSE)) GTEST_SKIP() << "the scalar implementation has no vector path";
+    const VectorPath widest = WidestVectorPath();
+    EXPECT_EQ(s_vectorKernels, &VectorKernelsFor(widest));
+    std::printf("vector path: %s\n", VectorPathName(widest));
+    RecordProperty("vector_path", VectorPathName(widest));
+    if (const char* expected = std::getenv("QUORVAN_EXPECT_VECTOR_PATH"))
+        EXPECT_STREQ(VectorPathName(widest), expected);
 }
