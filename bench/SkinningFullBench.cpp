@@ -1,28 +1,36 @@
-// SkinningFull of the vector implementation against a plain C++ blend of the
-// same vertices: 1 or 4 influences; positions only, float normal, tangent and
+// SkinningFull of the vector implementation, on each vector path the
+// processor runs, against two plain C++ loops skinning the same vertices: the
+// one an engine writes (blend the bone matrices, then transform, see
+// EngineSkinning.h) and one repeating the library's arithmetic influence by
+// influence. 1 or 4 influences; positions only, float normal, tangent and
 // binormal, or the same directions packed; a cache-resident and a
 // memory-bound mesh.
 
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "../simd/Quorvan_SSE.h"
 #include "Compare.h"
+#include "EngineSkinning.h"
 
 namespace {
 
-constexpr uint32_t kSrcStride = 60, kDstStride = 48;
+// Position, bone bytes, weight bytes, float normal, tangent and binormal.
+constexpr uint32_t kSrcStride = 56, kDstStride = 48;
 constexpr unsigned kBones = 64;
 
 enum Form { kPositions, kFloatDirections, kPackedDirections };
 
 struct Mesh {
-    std::vector<uint8_t> src, dst, baselineDst;
+    std::vector<uint8_t> src, dst, engineDst, baselineDst;
     float bones[kBones][12];
 
-    Mesh(uint32_t vertices, int influences) : src(vertices * kSrcStride + 16), dst(vertices * kDstStride), baselineDst(dst.size()) {
+    Mesh(uint32_t vertices, int influences) : src(vertices * kSrcStride + 16), dst(vertices * kDstStride), engineDst(dst.size()),
+          baselineDst(dst.size()) {
         std::mt19937 random(7);
         std::uniform_real_distribution<float> unit(-1, 1);
         for (auto& bone : bones)
@@ -41,8 +49,8 @@ struct Mesh {
     }
 };
 
-// What an engine would write without the library: the same blend, one
-// influence after another, weights as fractions of 255.
+// The library's own arithmetic in plain C++: each influence transforms the
+// vertex, and the results are summed by weight, as fractions of 255.
 void BaselineBlend(const Mesh& mesh, uint8_t* dst, uint32_t vertices, Form form) {
     static const unsigned kOrder[4] = {2, 1, 0, 3};
     for (uint32_t v = 0; v < vertices; ++v) {
@@ -80,12 +88,40 @@ void BaselineBlend(const Mesh& mesh, uint8_t* dst, uint32_t vertices, Form form)
     }
 }
 
-void SkinningFull(benchmark::State& state) {
+// Index of the first vertex whose position (and float directions) in `got`
+// differ from those in `expected` by more than float rounding of the terms
+// allows, or -1. The bones' entries lie in [-1, 1], so a coordinate's terms
+// add up to at most the sum of the input's magnitudes (plus 1 for the
+// translation).
+int64_t FirstDifferentVertex(const Mesh& mesh, const uint8_t* got, const uint8_t* expected, uint32_t vertices,
+                             Form form) {
+    const auto differs = [](const uint8_t* in, const uint8_t* a, const uint8_t* b, float translation) {
+        float input[3], x[3], y[3];
+        std::memcpy(input, in, 12);
+        std::memcpy(x, a, 12);
+        std::memcpy(y, b, 12);
+        const float scale = std::fabs(input[0]) + std::fabs(input[1]) + std::fabs(input[2]) + translation;
+        for (int c = 0; c < 3; ++c)
+            if (!(std::fabs(x[c] - y[c]) <= 1e-5f * scale)) return true;
+        return false;
+    };
+    for (uint32_t v = 0; v < vertices; ++v) {
+        const uint8_t* s = mesh.src.data() + v * kSrcStride;
+        const uint8_t *a = got + v * kDstStride, *b = expected + v * kDstStride;
+        bool different = differs(s, a, b, 1);
+        for (int k = 0; k < 3 && form == kFloatDirections; ++k)
+            different |= differs(s + 20 + 12 * k, a + 12 + 12 * k, b + 12 + 12 * k, 0);
+        if (different) return v;
+    }
+    return -1;
+}
+
+void SkinningFull(benchmark::State& state, VectorPath path) {
     const uint32_t vertices = static_cast<uint32_t>(state.range(0));
     const int influences = static_cast<int>(state.range(1));
     const Form form = static_cast<Form>(state.range(2));
     Mesh mesh(vertices, influences);
-    std::unique_ptr<Quorvan_SSE> sse(new Quorvan_SSE);
+    std::unique_ptr<Quorvan_SSE> sse(new Quorvan_SSE(path));
     for (unsigned b = 0; b < kBones; ++b) sse->SetSkinningMatrix(b, mesh.bones[b]);
 
     SkinningJob job{};
@@ -97,17 +133,47 @@ void SkinningFull(benchmark::State& state) {
     job.hasNormal = job.hasTangents = form != kPositions;
     job.packedDirections = form == kPackedDirections;
 
-    CompareWithBaseline(
-        state, vertices, "vertex", [&] { sse->SkinningFull(&job); },
-        [&] { BaselineBlend(mesh, mesh.baselineDst.data(), vertices, form); });
+    static const EngineDirections kEngineDirections[] = {EngineDirections::None, EngineDirections::Float,
+                                                         EngineDirections::Packed};
+    const auto engine = [&] {
+        EngineSkinVertices(mesh.src.data(), kSrcStride, mesh.engineDst.data(), kDstStride, vertices, &mesh.bones[0][0],
+                           kEngineDirections[form]);
+    };
+    const auto perInfluence = [&] { BaselineBlend(mesh, mesh.baselineDst.data(), vertices, form); };
+
+    // All three do the same work: the same positions and directions, up to
+    // rounding (packed directions round differently in each).
+    sse->SkinningFull(&job);
+    engine();
+    perInfluence();
+    for (const uint8_t* baseline : {mesh.engineDst.data(), mesh.baselineDst.data()}) {
+        const int64_t v = FirstDifferentVertex(mesh, mesh.dst.data(), baseline, vertices, form);
+        if (v >= 0) {
+            state.SkipWithError(("vertex " + std::to_string(v) + " differs from the " +
+                                 (baseline == mesh.engineDst.data() ? "matrix blend" : "per-influence loop"))
+                                    .c_str());
+            return;
+        }
+    }
+
+    CompareWithBaselines(state, vertices, "vertex", [&] { sse->SkinningFull(&job); },
+                         {{"matrix_blend", engine}, {"per_influence", perInfluence}});
     static const char* const kForms[] = {"positions", "float directions", "packed directions"};
     state.SetLabel(std::to_string(influences) + " influence(s), " + kForms[form]);
 }
 
-}  // namespace
+// One set of cases per vector path the processor runs, named after it.
+const bool kRegistered = [] {
+    for (VectorPath path : {VectorPath::Sse, VectorPath::Avx2, VectorPath::Avx512}) {
+        if (!ProcessorRunsVectorPath(path)) continue;
+        benchmark::RegisterBenchmark((std::string("SkinningFull/") + VectorPathName(path)).c_str(), SkinningFull,
+                                     path)
+            ->ArgNames({"vertices", "influences", "form"})
+            ->ArgsProduct({{4096, 1000000}, {1, 4}, {kPositions, kFloatDirections, kPackedDirections}})
+            ->UseManualTime()
+            ->Unit(benchmark::kMicrosecond);
+    }
+    return true;
+}();
 
-BENCHMARK(SkinningFull)
-    ->ArgNames({"vertices", "influences", "form"})
-    ->ArgsProduct({{4096, 1000000}, {1, 4}, {kPositions, kFloatDirections, kPackedDirections}})
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond);
+}  // namespace

@@ -2,7 +2,9 @@
 
 // Speed of each operation of one implementation against plain C++ doing the
 // same work: the figures, the table and a progress line while they are
-// measured.
+// measured. SkinningFull has a second plain loop beside the one repeating
+// the library's arithmetic: the bone matrices blended first, as an engine
+// writes it.
 
 #include <string>
 #include <vector>
@@ -17,6 +19,7 @@ struct Measurement {
     std::string operation, work, implementation, unit;
     double itemsPerCall;
     double seconds, baselineSeconds;  // per call
+    double blendBaselineSeconds = 0;  // per call of the matrix-blend loop; 0 where there is none
 
     double ItemsPerSecond() const { return itemsPerCall / seconds; }
     double BaselineItemsPerSecond() const { return itemsPerCall / baselineSeconds; }
@@ -24,6 +27,9 @@ struct Measurement {
     double BaselineNanosecondsPerItem() const { return baselineSeconds * 1e9 / itemsPerCall; }
     // How many times faster than the baseline.
     double Ratio() const { return baselineSeconds / seconds; }
+    bool HasBlendBaseline() const { return blendBaselineSeconds > 0; }
+    double BlendBaselineNanosecondsPerItem() const { return blendBaselineSeconds * 1e9 / itemsPerCall; }
+    double BlendRatio() const { return blendBaselineSeconds / seconds; }
 };
 
 struct Workload {

@@ -48,7 +48,13 @@ void WriteDirection(uint8_t* at, F3 d, Implementation implementation) {
     }
 }
 
-template <bool Packed, bool Tangents, bool Renormalise, bool Rigid>
+// How the vertex is blended: each influence transforms it and the results
+// are summed by weight (the library's own arithmetic), or the bone matrices
+// are summed by weight first and the sum transforms it once (what an engine
+// writes without the library).
+enum class Method { PerInfluence, MatrixBlend };
+
+template <bool Packed, bool Tangents, bool Renormalise, bool Rigid, Method How>
 void Skin(const uint8_t* src, uint8_t* dst, uint32_t count, const VertexFormat& format,
           const std::vector<PaletteMatrix>& palette, Implementation implementation) {
     static const int kWeightByte[2][4] = {{2, 1, 0, 3}, {0, 1, 2, 3}};
@@ -63,16 +69,33 @@ void Skin(const uint8_t* src, uint8_t* dst, uint32_t count, const VertexFormat& 
             binormal = ReadDirection<Packed>(src + binormalAt, implementation);
         }
         F3 p{}, n{}, t{}, b{};
-        for (int i = 0; i < (Rigid ? 1 : 4); ++i) {
-            const float weight = Rigid ? 1.0f : src[16 + weightByte[i]] * (1.0f / 255);
-            if (weight == 0) break;
-            const float* m = palette[src[12 + i]].data();
+        if (How == Method::MatrixBlend) {
+            float m[12] = {};
+            for (int i = 0; i < 4; ++i) {
+                const float weight = src[16 + weightByte[i]] * (1.0f / 255);
+                if (weight == 0) break;
+                const float* bone = palette[src[12 + i]].data();
+                for (int k = 0; k < 12; ++k) m[k] += bone[k] * weight;
+            }
             const F3 moved = Rotate(m, position);
-            AddScaled(p, {moved.x + m[9], moved.y + m[10], moved.z + m[11]}, weight);
-            AddScaled(n, Rotate(m, normal), weight);
+            p = {moved.x + m[9], moved.y + m[10], moved.z + m[11]};
+            n = Rotate(m, normal);
             if (Tangents) {
-                AddScaled(t, Rotate(m, tangent), weight);
-                AddScaled(b, Rotate(m, binormal), weight);
+                t = Rotate(m, tangent);
+                b = Rotate(m, binormal);
+            }
+        } else {
+            for (int i = 0; i < (Rigid ? 1 : 4); ++i) {
+                const float weight = Rigid ? 1.0f : src[16 + weightByte[i]] * (1.0f / 255);
+                if (weight == 0) break;
+                const float* m = palette[src[12 + i]].data();
+                const F3 moved = Rotate(m, position);
+                AddScaled(p, {moved.x + m[9], moved.y + m[10], moved.z + m[11]}, weight);
+                AddScaled(n, Rotate(m, normal), weight);
+                if (Tangents) {
+                    AddScaled(t, Rotate(m, tangent), weight);
+                    AddScaled(b, Rotate(m, binormal), weight);
+                }
             }
         }
         if (Renormalise) {
@@ -93,28 +116,43 @@ void Skin(const uint8_t* src, uint8_t* dst, uint32_t count, const VertexFormat& 
 template <bool Packed, bool Tangents>
 void SkinWithTangents(const uint8_t* src, uint8_t* dst, uint32_t count, const VertexFormat& format,
                       const std::vector<PaletteMatrix>& palette, Implementation implementation, bool renormalise,
-                      bool rigid) {
+                      bool rigid, Method how) {
     if (rigid)
-        Skin<Packed, Tangents, false, true>(src, dst, count, format, palette, implementation);
+        Skin<Packed, Tangents, false, true, Method::PerInfluence>(src, dst, count, format, palette, implementation);
+    else if (renormalise && how == Method::MatrixBlend)
+        Skin<Packed, Tangents, true, false, Method::MatrixBlend>(src, dst, count, format, palette, implementation);
     else if (renormalise)
-        Skin<Packed, Tangents, true, false>(src, dst, count, format, palette, implementation);
+        Skin<Packed, Tangents, true, false, Method::PerInfluence>(src, dst, count, format, palette, implementation);
+    else if (how == Method::MatrixBlend)
+        Skin<Packed, Tangents, false, false, Method::MatrixBlend>(src, dst, count, format, palette, implementation);
     else
-        Skin<Packed, Tangents, false, false>(src, dst, count, format, palette, implementation);
+        Skin<Packed, Tangents, false, false, Method::PerInfluence>(src, dst, count, format, palette, implementation);
+}
+
+// Quorvan_std writes no tangents and renormalises blended normals.
+void SkinAsImplementation(const uint8_t* src, uint8_t* dst, uint32_t count, const VertexFormat& format,
+                          const std::vector<PaletteMatrix>& palette, Implementation implementation, bool rigid,
+                          Method how) {
+    const bool scalar = implementation == Implementation::Scalar;
+    const bool packed = format.directions == Directions::Packed;
+    if (packed && scalar)
+        SkinWithTangents<true, false>(src, dst, count, format, palette, implementation, true, rigid, how);
+    else if (packed)
+        SkinWithTangents<true, true>(src, dst, count, format, palette, implementation, false, rigid, how);
+    else if (scalar)
+        SkinWithTangents<false, false>(src, dst, count, format, palette, implementation, true, rigid, how);
+    else
+        SkinWithTangents<false, true>(src, dst, count, format, palette, implementation, false, rigid, how);
 }
 
 }  // namespace
 
 void PlainSkin(const uint8_t* src, uint8_t* dst, uint32_t count, const VertexFormat& format,
                const std::vector<PaletteMatrix>& palette, Implementation implementation, bool rigid) {
-    const bool scalar = implementation == Implementation::Scalar;
-    const bool packed = format.directions == Directions::Packed;
-    // Quorvan_std writes no tangents and renormalises blended normals.
-    if (packed && scalar)
-        SkinWithTangents<true, false>(src, dst, count, format, palette, implementation, true, rigid);
-    else if (packed)
-        SkinWithTangents<true, true>(src, dst, count, format, palette, implementation, false, rigid);
-    else if (scalar)
-        SkinWithTangents<false, false>(src, dst, count, format, palette, implementation, true, rigid);
-    else
-        SkinWithTangents<false, true>(src, dst, count, format, palette, implementation, false, rigid);
+    SkinAsImplementation(src, dst, count, format, palette, implementation, rigid, Method::PerInfluence);
+}
+
+void PlainSkinBlendingMatrices(const uint8_t* src, uint8_t* dst, uint32_t count, const VertexFormat& format,
+                               const std::vector<PaletteMatrix>& palette, Implementation implementation) {
+    SkinAsImplementation(src, dst, count, format, palette, implementation, false, Method::MatrixBlend);
 }

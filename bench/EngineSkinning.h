@@ -1,0 +1,28 @@
+#pragma once
+
+// The skinning loop a game engine writes for itself, without the library:
+// per vertex, blend the bone matrices of its influences by weight into one
+// 3x4 matrix, then transform the position, normal, tangent and binormal
+// with it. Plain float C++, built in its own translation unit at -O2 for
+// baseline x86-64 whatever the project's build type, as an engine ships it.
+//
+// It reads the vertices the library reads and writes the layout the library
+// writes:
+//   source       0 position (3 floats), 12 bone bytes, 16 weight bytes,
+//                20 normal, then tangent and binormal (12 bytes each as
+//                floats at 20, 32 and 44; 4 bytes each packed at 20, 24, 28)
+//   destination  0 position, 12 normal, then tangent and binormal (12 bytes
+//                each as floats, 4 bytes each packed)
+// Influence i weighs byte 16 + {2, 1, 0, 3}[i] / 255; a vertex's influences
+// end after influence i when byte 17 + i is 0, or after the fourth.
+// Packed directions hold each component c in excess-128 form, x in byte 2,
+// y in byte 1, z in byte 0: byte = 128 + c * 127, clamped and rounded here.
+
+#include <cstdint>
+
+enum class EngineDirections { None, Float, Packed };
+
+// `bones` holds twelve floats per bone: the images of the x, y and z axes,
+// then the translation.
+void EngineSkinVertices(const uint8_t* src, uint32_t srcStride, uint8_t* dst, uint32_t dstStride, uint32_t count,
+                        const float* bones, EngineDirections directions);
