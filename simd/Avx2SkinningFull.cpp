@@ -16,9 +16,11 @@ struct Avx2Width {
     QUORVAN_INLINE static Vec LoadSlots(Address at) {
         return _mm256_loadu2_m128(reinterpret_cast<const float*>(at(1)), reinterpret_cast<const float*>(at(0)));
     }
-    template <class Row>
-    QUORVAN_INLINE static Vec LoadRows(Row row) {
-        return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_load_ps(row(0))), _mm_load_ps(row(1)), 1);
+    // Row r of each vertex's bone into rows[r].
+    template <class Bone>
+    QUORVAN_INLINE static void LoadBones(Bone bone, Vec (&rows)[4]) {
+        for (unsigned r = 0; r < 4; ++r)
+            rows[r] = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_load_ps(bone(0)[r])), _mm_load_ps(bone(1)[r]), 1);
     }
     template <int Lane>
     QUORVAN_INLINE static Vec Splat(Vec v) {

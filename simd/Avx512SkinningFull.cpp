@@ -23,9 +23,20 @@ struct Avx512Width {
     QUORVAN_INLINE static Vec LoadSlots(Address at) {
         return Gather([&](unsigned k) { return _mm_loadu_ps(reinterpret_cast<const float*>(at(k))); });
     }
-    template <class Row>
-    QUORVAN_INLINE static Vec LoadRows(Row row) {
-        return Gather([&](unsigned k) { return _mm_load_ps(row(k)); });
+    // Row r of each vertex's bone into rows[r]. Rows come in aligned pairs,
+    // two vertices' pairs to a register, and one shuffle per row sorts them:
+    // fewer shuffles than inserting sixteen rows one by one.
+    template <class Bone>
+    QUORVAN_INLINE static void LoadBones(Bone bone, Vec (&rows)[4]) {
+        for (unsigned pair = 0; pair < 2; ++pair) {
+            const auto twoVertices = [&](unsigned k) {
+                const __m512 low = _mm512_castps256_ps512(_mm256_load_ps(bone(k)[2 * pair]));
+                return _mm512_insertf32x8(low, _mm256_load_ps(bone(k + 1)[2 * pair]), 1);
+            };
+            const __m512 first = twoVertices(0), second = twoVertices(2);  // (a0 a1 b0 b1), (c0 c1 d0 d1)
+            rows[2 * pair] = _mm512_shuffle_f32x4(first, second, _MM_SHUFFLE(2, 0, 2, 0));
+            rows[2 * pair + 1] = _mm512_shuffle_f32x4(first, second, _MM_SHUFFLE(3, 1, 3, 1));
+        }
     }
     template <int Lane>
     QUORVAN_INLINE static Vec Splat(Vec v) {

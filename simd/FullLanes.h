@@ -136,8 +136,7 @@ struct Lanes {
 
         for (unsigned i = 0; i < steps; ++i) {
             Vec rows[4];
-            for (unsigned r = 0; r < 4; ++r)
-                rows[r] = Width::LoadRows([&](unsigned k) { return v[k].Rows(i)[r]; });
+            Width::LoadBones([&](unsigned k) -> const float(&)[4][4] { return v[k].Rows(i); }, rows);
             const Vec w = Width::Broadcast(weights, i);
             const auto active = counts.Above(i);
             const auto add = [&](Vec& sum, Vec product) {
