@@ -231,6 +231,10 @@ struct Lanes {
     // Blocks of kVertices side by side while more than a block remains.
     template <uint32_t ExtraSize, unsigned Features>
     static Progress Run(SkinningJob job, Progress progress) {
+        // Positions alone, or with packed directions, are too little float
+        // work to pay for gathering the bones of a block: one by one is faster.
+        using F = KernelFeatures<Features>;
+        if constexpr (F::kPacked || !(F::kNormal || F::kTangents)) return progress;
         VertexCursor& cursor = progress.cursor;
         Carry& carry = progress.carry;
         const auto stores = VertexBlock::StoreSpan::Of<ExtraSize, KernelFeatures<Features>::kAux>(job);
