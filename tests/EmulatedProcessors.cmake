@@ -9,6 +9,7 @@ set(emulatedProcessors
     "pentium2|INTEL Pentium-II:f=6,m=5|x87|1|-"
     "pentium3|INTEL Pentium-III:f=6,m=7|SSE|3|SSE|4"
     "athlon|AMD Athlon:f=6,m=2|SSE|15|SSE2"
+    "Haswell|unknown:f=6,m=12|SSE|7|AVX2"
     "qemu32,vendor=AuthenticAMD,family=5,model=8|AMD K6-2:f=5,m=8|SSE|7|SSE2"
     "qemu32,vendor=AuthenticAMD,family=15,model=5|AMD Athlon 64 FX:f=15,m=5|SSE|7|SSE2"
     "qemu32,vendor=GenuineIntel,family=6,model=2|unknown:f=6,m=2|SSE|7|SSE2"
