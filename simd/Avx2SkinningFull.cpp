@@ -29,7 +29,6 @@ struct Avx2Width {
     QUORVAN_INLINE static Vec Mul(Vec a, Vec b) { return _mm256_mul_ps(a, b); }
     QUORVAN_INLINE static Vec Add(Vec a, Vec b) { return _mm256_add_ps(a, b); }
     QUORVAN_INLINE static Vec Zero() { return _mm256_setzero_ps(); }
-    QUORVAN_INLINE static Vec WithFirstSlot(__m128 slot) { return _mm256_insertf128_ps(Zero(), slot, 0); }
     QUORVAN_INLINE static __m128 Slot(Vec v, unsigned k) {
         return k == 0 ? _mm256_castps256_ps128(v) : _mm256_extractf128_ps(v, 1);
     }

@@ -45,7 +45,6 @@ struct Avx512Width {
     QUORVAN_INLINE static Vec Mul(Vec a, Vec b) { return _mm512_mul_ps(a, b); }
     QUORVAN_INLINE static Vec Add(Vec a, Vec b) { return _mm512_add_ps(a, b); }
     QUORVAN_INLINE static Vec Zero() { return _mm512_setzero_ps(); }
-    QUORVAN_INLINE static Vec WithFirstSlot(__m128 slot) { return _mm512_insertf32x4(Zero(), slot, 0); }
     QUORVAN_INLINE static __m128 Slot(Vec v, unsigned k) {
         switch (k) {
         case 0: return _mm512_castps512_ps128(v);

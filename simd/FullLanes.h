@@ -16,13 +16,13 @@
 // in the same lane, or the carry is NaN. A block checks that once its sums
 // are known; from the first vertex that fails the check, the block is redone
 // one by one from the true carry, and a NaN carry, which would stay for the
-// rest of the call, sends the rest of the call one by one. The first vertex
-// of a block starts from the true carry, so it is always exact.
+// rest of the call, sends the rest of the call one by one.
 //
 // The block's stores and copies then go out vertex by vertex, exactly as the
 // one-by-one loop makes them (VertexBlock.h says why reading ahead is safe).
-// Packed directions are integer sums with nothing carried: they are worked
-// out per vertex just before it is stored, as the one-by-one loop does.
+// Only kernels with float directions run side by side: positions alone, or
+// with packed directions, are too little float work to pay for gathering
+// the bones of a block, and one by one is faster.
 
 #include "FullSkinningLoop.h"
 #include "VertexBlock.h"
@@ -50,36 +50,6 @@ struct VertexInputs {
 
     QUORVAN_INLINE const float (&Rows(unsigned influence) const)[4][4] {
         return s_ssePalette.rows[src[VertexLayout::kSrcBones + influence]];
-    }
-};
-
-// A vertex's packed directions, summed over its influences as the one-by-one
-// loop sums them.
-template <unsigned Features>
-struct PackedDirections {
-    using F = KernelFeatures<Features>;
-    static constexpr bool kAny = F::kPacked && (F::kNormal || F::kTangents);
-    PackedSum normal, tangent, binormal;
-
-    QUORVAN_INLINE explicit PackedDirections(const uint8_t* src) {
-        using namespace VertexLayout;
-        if constexpr (!kAny) return;
-        if constexpr (F::kNormal) normal = PackedSum(src + kSrcNormal);
-        if constexpr (F::kTangents) {
-            tangent = PackedSum(src + SrcTangent(true));
-            binormal = PackedSum(src + SrcBinormal(true));
-        }
-        for (unsigned i = 0;; ++i) {
-            const bool last = i == 3 || src[kSrcWeights + 1 + i] == 0;
-            const int8_t* q = s_ssePalette.quantised[src[kSrcBones + i]];
-            const uint8_t weight = src[kSrcWeights + kWeightOrder[i]];
-            if constexpr (F::kNormal) normal.Add(q, weight);
-            if constexpr (F::kTangents) {
-                tangent.Add(q, weight);
-                binormal.Add(q, weight);
-            }
-            if (last) break;
-        }
     }
 };
 
@@ -113,22 +83,21 @@ struct Lanes {
     }
 
     // The sums of the block's float vectors, each vertex over its own
-    // influences, the first starting from `carry`, the others from +0.
-    // `firstNegativeZero` gets the lanes whose first product is -0.
+    // influences from +0. Not even the first waits for the sums of the block
+    // before, so blocks overlap in the processor. `firstNegativeZero` gets
+    // the lanes whose first product is -0.
     template <unsigned Features>
-    QUORVAN_INLINE static Sums Blend(const VertexInputs* v, const Carry& carry, unsigned& firstNegativeZero) {
+    QUORVAN_INLINE static Sums Blend(const VertexInputs* v, unsigned& firstNegativeZero) {
         using F = KernelFeatures<Features>;
-        constexpr bool kFloat = !F::kPacked;
         using namespace VertexLayout;
         const Source point(v, kSrcPosition);
         Source normal = point, tangent = point, binormal = point;
-        if constexpr (kFloat && F::kNormal) normal = Source(v, kSrcNormal);
-        if constexpr (kFloat && F::kTangents) {
+        if constexpr (F::kNormal) normal = Source(v, kSrcNormal);
+        if constexpr (F::kTangents) {
             tangent = Source(v, SrcTangent(false));
             binormal = Source(v, SrcBinormal(false));
         }
-        Sums sums{Width::WithFirstSlot(carry.position), Width::WithFirstSlot(carry.normal),
-                  Width::WithFirstSlot(carry.tangent), Width::WithFirstSlot(carry.binormal)};
+        Sums sums{Width::Zero(), Width::Zero(), Width::Zero(), Width::Zero()};
         const Vec weights = Width::Weights(v);
         const typename Width::Counts counts(v);
         unsigned steps = 0;
@@ -150,8 +119,8 @@ struct Lanes {
             const Vec transformed = Width::Add(Width::Add(Width::Mul(rows[0], point.x), Width::Mul(rows[1], point.y)),
                                                Width::Add(Width::Mul(rows[2], point.z), rows[3]));
             add(sums.position, Width::Mul(transformed, w));
-            if constexpr (kFloat && F::kNormal) add(sums.normal, Width::Mul(Rotate(rows, normal), w));
-            if constexpr (kFloat && F::kTangents) {
+            if constexpr (F::kNormal) add(sums.normal, Width::Mul(Rotate(rows, normal), w));
+            if constexpr (F::kTangents) {
                 add(sums.tangent, Width::Mul(Rotate(rows, tangent), w));
                 add(sums.binormal, Width::Mul(Rotate(rows, binormal), w));
             }
@@ -160,53 +129,53 @@ struct Lanes {
         return sums;
     }
 
-    // The first vertex of the block that its lanes got wrong, or kVertices.
+    // The first vertex of the block that its lanes got wrong, or kVertices,
+    // given the carry into the block, which holds no NaN. Lanes are taken
+    // together over the sums, which can only call a right vertex wrong.
     template <unsigned Features>
-    QUORVAN_INLINE static unsigned FirstInexact(const Sums& sums, unsigned firstNegativeZero) {
+    QUORVAN_INLINE static unsigned FirstInexact(const Sums& sums, unsigned firstNegativeZero, const Carry& into) {
         using F = KernelFeatures<Features>;
-        constexpr bool kFloat = !F::kPacked;
         unsigned carried = 0, poisoned = 0;  // lanes whose carry is not +0, or NaN
-        const auto note = [&](Vec sum) {
+        __m128 carriedInto = into.position;
+        const auto note = [&](Vec sum, __m128 in) {
             const Vec carry = Width::Mul(sum, Width::Zero());
             carried |= Width::NonZeroLanes(carry);
             poisoned |= Width::NaNLanes(carry);
+            carriedInto = _mm_or_ps(carriedInto, in);
         };
-        note(sums.position);
-        if constexpr (kFloat && F::kNormal) note(sums.normal);
-        if constexpr (kFloat && F::kTangents) {
-            note(sums.tangent);
-            note(sums.binormal);
+        note(sums.position, into.position);
+        if constexpr (F::kNormal) note(sums.normal, into.normal);
+        if constexpr (F::kTangents) {
+            note(sums.tangent, into.tangent);
+            note(sums.binormal, into.binormal);
         }
-        // A vertex's carry comes from the slot before it.
-        const unsigned wrong = (((carried & firstNegativeZero >> 4) | poisoned) << 4) & kStoredLanes;
+        // A vertex's carry comes from the slot before it, the first's from
+        // the block before.
+        const __m128i zeroInto = _mm_cmpeq_epi32(_mm_castps_si128(carriedInto), _mm_setzero_si128());
+        const unsigned fromBefore = ~static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(zeroInto))) & 0xF;
+        const unsigned wrong =
+            (((carried << 4 | fromBefore) & firstNegativeZero) | poisoned << 4) & kStoredLanes;
         return wrong == 0 ? kVertices : static_cast<unsigned>(__builtin_ctz(wrong)) / 4;
     }
 
     // Stores the first `exact` vertices of the block from their lanes, each
     // with its copies, and returns the carry the next vertex finds.
     template <uint32_t ExtraSize, unsigned Features>
-    QUORVAN_INLINE static Carry Store(const SkinningJob& job, VertexCursor& cursor, const Sums& sums, unsigned exact) {
+    QUORVAN_INLINE static Carry Store(const SkinningJob& job, VertexCursor& cursor, const Sums& sums, unsigned exact,
+                                      const Carry& into) {
         using F = KernelFeatures<Features>;
-        constexpr bool kFloat = !F::kPacked;
         using namespace VertexLayout;
-        constexpr bool kWhole = kFloat && F::kNormal && F::kTangents;
-        typename Width::Vec packed48[3];
-        if constexpr (kWhole) Width::Interleave(sums.position, sums.normal, sums.tangent, sums.binormal, packed48);
+        constexpr bool kWhole = F::kNormal && F::kTangents;
+        Vec whole[3];
+        if constexpr (kWhole) Width::Interleave(sums.position, sums.normal, sums.tangent, sums.binormal, whole);
         for (unsigned k = 0; k < exact; ++k) {
             uint8_t* dst = cursor.dst;
-            const PackedDirections<Features> packed(cursor.src);
-            if constexpr (!kWhole) StoreXYZ(dst + kDstPosition, Width::Slot(sums.position, k));
-            if constexpr (F::kPacked) {
-                if constexpr (F::kNormal) packed.normal.Store(dst + kDstNormal);
-                if constexpr (F::kTangents) {
-                    packed.tangent.Store(dst + DstTangent(true));
-                    packed.binormal.Store(dst + DstBinormal(true));
-                }
-            } else if constexpr (F::kNormal && F::kTangents) {
+            if constexpr (kWhole) {
                 // The four vectors fill bytes 0-47 without a gap: three
                 // whole stores leave the same bytes as twelve-byte ones.
-                for (unsigned j = 0; j < 3; ++j) StoreXYZW(dst + 16 * j, Width::Slot(packed48[j], k));
+                for (unsigned j = 0; j < 3; ++j) StoreXYZW(dst + 16 * j, Width::Slot(whole[j], k));
             } else {
+                StoreXYZ(dst + kDstPosition, Width::Slot(sums.position, k));
                 if constexpr (F::kNormal) StoreXYZ(dst + kDstNormal, Width::Slot(sums.normal, k));
                 if constexpr (F::kTangents) {
                     StoreXYZ(dst + DstTangent(false), Width::Slot(sums.tangent, k));
@@ -215,6 +184,7 @@ struct Lanes {
             }
             cursor.FinishVertex<ExtraSize, F::kAux>(job);
         }
+        if (exact == 0) return into;
         const unsigned k = exact - 1;
         return {TimesZero(Width::Slot(sums.position, k)), TimesZero(Width::Slot(sums.normal, k)),
                 TimesZero(Width::Slot(sums.tangent, k)), TimesZero(Width::Slot(sums.binormal, k))};
@@ -231,28 +201,29 @@ struct Lanes {
     // Blocks of kVertices side by side while more than a block remains.
     template <uint32_t ExtraSize, unsigned Features>
     static Progress Run(SkinningJob job, Progress progress) {
-        // Positions alone, or with packed directions, are too little float
-        // work to pay for gathering the bones of a block: one by one is faster.
         using F = KernelFeatures<Features>;
-        if constexpr (F::kPacked || !(F::kNormal || F::kTangents)) return progress;
-        VertexCursor& cursor = progress.cursor;
-        Carry& carry = progress.carry;
-        const auto stores = VertexBlock::StoreSpan::Of<ExtraSize, KernelFeatures<Features>::kAux>(job);
-        while (cursor.count > kVertices && !Poisoned(carry)) {
-            const uint32_t blockEnd = cursor.count - kVertices;
-            if (!VertexBlock::IsIndependent(job, cursor, kVertices, stores)) {
-                RunVertices<ExtraSize, Features>(job, cursor, carry, blockEnd);
-                continue;
+        if constexpr (F::kPacked || !(F::kNormal || F::kTangents)) {
+            return progress;
+        } else {
+            VertexCursor& cursor = progress.cursor;
+            Carry& carry = progress.carry;
+            const auto stores = VertexBlock::StoreSpan::Of<ExtraSize, F::kAux>(job);
+            while (cursor.count > kVertices && !Poisoned(carry)) {
+                const uint32_t blockEnd = cursor.count - kVertices;
+                if (!VertexBlock::IsIndependent(job, cursor, kVertices, stores)) {
+                    RunVertices<ExtraSize, Features>(job, cursor, carry, blockEnd);
+                    continue;
+                }
+                VertexInputs v[kVertices] = {VertexInputs(cursor.src)};
+                for (unsigned k = 1; k < kVertices; ++k) v[k] = VertexInputs(Offset(v[k - 1].src, job.srcStride));
+                unsigned firstNegativeZero = 0;
+                const Sums sums = Blend<Features>(v, firstNegativeZero);
+                const unsigned exact = FirstInexact<Features>(sums, firstNegativeZero, carry);
+                carry = Store<ExtraSize, Features>(job, cursor, sums, exact, carry);
+                if (exact < kVertices) RunVertices<ExtraSize, Features>(job, cursor, carry, blockEnd);
             }
-            VertexInputs v[kVertices] = {VertexInputs(cursor.src)};
-            for (unsigned k = 1; k < kVertices; ++k) v[k] = VertexInputs(Offset(v[k - 1].src, job.srcStride));
-            unsigned firstNegativeZero = 0;
-            const Sums sums = Blend<Features>(v, carry, firstNegativeZero);
-            const unsigned exact = FirstInexact<Features>(sums, firstNegativeZero);
-            carry = Store<ExtraSize, Features>(job, cursor, sums, exact);
-            if (exact < kVertices) RunVertices<ExtraSize, Features>(job, cursor, carry, blockEnd);
+            return progress;
         }
-        return progress;
     }
 };
 
