@@ -84,8 +84,16 @@ struct Lanes {
     using V = typename Wide::V;
 
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run(const SkinningJob& job, VertexCursor& cursor) {
+    QUORVAN_INLINE static void Run(const SkinningJob& job, VertexCursor& cursor) {
         const VertexBlock::StoreSpan stores = VertexBlock::StoreSpan::Of<ExtraSize, KernelFeatures<Features>::kAux>(job);
+        if (cursor.count <= kBlock) return;
+        // Where the blocks taken together are independent, so is each of
+        // them: their spans lie within those of the whole run.
+        const uint32_t blocks = (cursor.count - 1) / kBlock;
+        if (VertexBlock::IsIndependent(job, cursor, blocks * kBlock, stores)) {
+            for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features>(job, cursor);
+            return;
+        }
         while (cursor.count > kBlock) {
             if (VertexBlock::IsIndependent(job, cursor, kBlock, stores))
                 Block<ExtraSize, Features>(job, cursor);
