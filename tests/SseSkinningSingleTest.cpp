@@ -274,7 +274,7 @@ std::string Where(const Scene& scene, const std::vector<uint8_t>& got, const std
     const auto mismatch = std::mismatch(got.begin(), got.end(), expected.begin());
     if (mismatch.first == got.end()) return "";
     const std::ptrdiff_t at = mismatch.first - got.begin();
-    return "byte " + std::to_string(at) + " (dst + " + std::to_string(got.data() + at - (scene.job.dstVertex - scene.memory.data() + got.data())) +
+    return "byte " + std::to_string(at) + " (dst + " + std::to_string(at - (scene.job.dstVertex - scene.memory.data())) +
            ") is " + std::to_string(*mismatch.first) + ", expected " + std::to_string(*mismatch.second);
 }
 
