@@ -1,8 +1,9 @@
 // SkinningSingle of the vector implementation against a plain C++ loop that
-// skins the same vertices by the same bones, in ns per vertex: the position
-// alone, float normal and tangents, and packed normal and tangents, each on a
-// mesh that stays in the caches and on one that streams from memory. Every
-// vertex carries a texture coordinate pair as its two extra words.
+// skins the same vertices by the same bones, in ns per vertex, on every
+// vector path the processor runs: the position alone, float normal and
+// tangents, and packed normal and tangents, each on a mesh that stays in the
+// caches and on one that streams from memory. Every vertex carries a texture
+// coordinate pair as its two extra words.
 
 #include <cmath>
 #include <cstring>
@@ -129,11 +130,11 @@ void SkinBaseline(const Skeleton& skeleton, Mesh& mesh) {
     }
 }
 
-void SkinningSingle(benchmark::State& state, Directions directions, uint32_t count) {
+void SkinningSingle(benchmark::State& state, VectorPath path, Directions directions, uint32_t count) {
     std::mt19937 random(7);
     const Skeleton skeleton(random);
     Mesh mesh(directions, count, random);
-    Quorvan_SSE sse;
+    Quorvan_SSE sse(path);
     for (unsigned b = 0; b < kBones; ++b) sse.SetSkinningMatrix(b, skeleton.matrices[b]);
     const SkinningJob job = mesh.Job();
 
@@ -155,11 +156,16 @@ const bool kRegistered = [] {
     const std::pair<Directions, const char*> kinds[] = {
         {Directions::None, "position"}, {Directions::Float, "float_normal_tangents"},
         {Directions::Packed, "packed_normal_tangents"}};
-    for (const auto& [directions, name] : kinds)
-        for (const uint32_t count : {4096u, 1000000u})
-            benchmark::RegisterBenchmark(("SkinningSingle/" + std::string(name) + "/" + std::to_string(count)).c_str(),
-                                         SkinningSingle, directions, count)
-                ->UseManualTime();
+    for (const VectorPath path : {VectorPath::Sse, VectorPath::Avx2, VectorPath::Avx512}) {
+        if (!ProcessorRunsVectorPath(path)) continue;
+        for (const auto& [directions, name] : kinds)
+            for (const uint32_t count : {4096u, 1000000u})
+                benchmark::RegisterBenchmark(("SkinningSingle/" + std::string(VectorPathName(path)) + "/" + name +
+                                              "/" + std::to_string(count))
+                                                 .c_str(),
+                                             SkinningSingle, path, directions, count)
+                    ->UseManualTime();
+    }
     return true;
 }();
 

@@ -1,0 +1,163 @@
+#pragma once
+
+// SkinningSingle on the wide vector units: a block of consecutive vertices
+// side by side, each vertex in its own 128-bit part of the registers, laid
+// out exactly as the one-by-one loop keeps it in an SSE register. Every part
+// goes through the same multiplies and adds in the same grouping as
+// BoneRows, so each vertex comes out with the same bits, its fourth (spill)
+// lane included.
+//
+// A block reads the float inputs of all its vertices first, then stores
+// vertex by vertex exactly as the one-by-one loop does. That is only done
+// where VertexBlock::IsIndependent allows it; any other block runs one by
+// one. Packed directions stay with the one-by-one code: they are integer
+// sums, worked out for each vertex as it is stored, when the one-by-one loop
+// would read them.
+//
+// A wide unit is described by a policy:
+//   using V = <register type>;
+//   static constexpr unsigned kVertices;  // 128-bit parts per register
+//   static V Load(const uint8_t* const* at, uint32_t offset);  // 16 bytes at
+//                                                              // at[i] + offset into part i
+//   template <int Lane> static V Splat(V);  // lane `Lane` across each part
+//   static V Mul(V, V), Add(V, V);
+//   template <unsigned Index> static __m128 Part(V);  // part `Index` as an SSE register
+
+#include <cstdint>
+#include <utility>
+
+#include "SingleSkinningLoop.h"
+#include "VertexBlock.h"
+
+namespace {
+namespace SingleSkinning {
+
+// f(std::integral_constant<unsigned, 0>()), ..., up to N - 1, in order.
+template <class Body, unsigned... Index>
+QUORVAN_INLINE void Unrolled(Body& body, std::integer_sequence<unsigned, Index...>) {
+    (body(std::integral_constant<unsigned, Index>()), ...);
+}
+template <unsigned N, class Body>
+QUORVAN_INLINE void Unroll(Body&& body) {
+    Unrolled(body, std::make_integer_sequence<unsigned, N>());
+}
+
+// BoneRows for one bone per part.
+template <class Wide>
+struct WideRows {
+    using V = typename Wide::V;
+    V r0, r1, r2, r3;
+
+    QUORVAN_INLINE explicit WideRows(const uint8_t* const* bones)
+        : r0(Wide::Load(bones, 0)), r1(Wide::Load(bones, 16)), r2(Wide::Load(bones, 32)), r3(Wide::Load(bones, 48)) {}
+
+    // (x * row0 + y * row1) + (z * row2 + row3).
+    template <class Splatted>
+    QUORVAN_INLINE V Transform(const Splatted& p) const {
+        return Wide::Add(Wide::Add(Wide::Mul(r0, p.x), Wide::Mul(r1, p.y)), Wide::Add(Wide::Mul(r2, p.z), r3));
+    }
+
+    // (x * row0 + y * row1) + z * row2.
+    template <class Splatted>
+    QUORVAN_INLINE V Rotate(const Splatted& d) const {
+        return Wide::Add(Wide::Add(Wide::Mul(r0, d.x), Wide::Mul(r1, d.y)), Wide::Mul(r2, d.z));
+    }
+};
+
+// Splatted for one source vector per part.
+template <class Wide>
+struct WideSplatted {
+    using V = typename Wide::V;
+    V x, y, z;
+
+    QUORVAN_INLINE explicit WideSplatted(V v)
+        : x(Wide::template Splat<0>(v)), y(Wide::template Splat<1>(v)), z(Wide::template Splat<2>(v)) {}
+    QUORVAN_INLINE WideSplatted(const uint8_t* const* vertices, uint32_t offset)
+        : WideSplatted(Wide::Load(vertices, offset)) {}
+};
+
+// Blocks of Groups registers' worth of vertices, while more than a block
+// remains; the one-by-one loop takes the rest.
+template <class Wide, unsigned Groups>
+struct Lanes {
+    static constexpr unsigned kBlock = Wide::kVertices * Groups;
+    using V = typename Wide::V;
+
+    template <uint32_t ExtraSize, unsigned Features>
+    QUORVAN_INLINE static void Run(const SkinningJob& job, VertexCursor& cursor) {
+        const VertexBlock::StoreSpan stores = VertexBlock::StoreSpan::Of<ExtraSize, KernelFeatures<Features>::kAux>(job);
+        if (cursor.count <= kBlock) return;
+        // Where the blocks taken together are independent, so is each of
+        // them: their spans lie within those of the whole run.
+        const uint32_t blocks = (cursor.count - 1) / kBlock;
+        if (VertexBlock::IsIndependent(job, cursor, blocks * kBlock, stores)) {
+            for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features>(job, cursor);
+            return;
+        }
+        while (cursor.count > kBlock) {
+            if (VertexBlock::IsIndependent(job, cursor, kBlock, stores))
+                Block<ExtraSize, Features>(job, cursor);
+            else
+                RunVertices<ExtraSize, Features>(job, cursor, cursor.count - kBlock);
+        }
+    }
+
+private:
+    template <uint32_t ExtraSize, unsigned Features>
+    QUORVAN_INLINE static void Block(const SkinningJob& job, VertexCursor& cursor) {
+        using F = KernelFeatures<Features>;
+        constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
+        using namespace VertexLayout;
+
+        const uint8_t* src[kBlock];
+        unsigned bones[kBlock];
+        const uint8_t* rows[kBlock];
+        src[0] = cursor.src;
+        for (unsigned i = 1; i < kBlock; ++i) src[i] = Offset(src[i - 1], job.srcStride);
+        for (unsigned i = 0; i < kBlock; ++i) {
+            bones[i] = src[i][kSrcBones];
+            rows[i] = reinterpret_cast<const uint8_t*>(s_ssePalette.rows[bones[i]]);
+        }
+
+        V position[Groups], normal[Groups], tangent[Groups], binormal[Groups];
+        Unroll<Groups>([&](auto group) {
+            constexpr unsigned g = decltype(group)::value, first = g * Wide::kVertices;
+            const WideRows<Wide> bone(rows + first);
+            position[g] = bone.Transform(WideSplatted<Wide>(src + first, kSrcPosition));
+            if constexpr (!F::kPacked) {
+                if constexpr (F::kNormal) normal[g] = bone.Rotate(WideSplatted<Wide>(src + first, kSrcNormal));
+                if constexpr (F::kTangents) {
+                    tangent[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcTangent(false)));
+                    binormal[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcBinormal(false)));
+                }
+            }
+        });
+
+        Unroll<kBlock>([&](auto vertex) {
+            constexpr unsigned i = decltype(vertex)::value, g = i / Wide::kVertices, part = i % Wide::kVertices;
+            uint8_t* dst = cursor.dst;
+            StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, Wide::template Part<part>(position[g]));
+            if constexpr (F::kPacked) {
+                const PackedRotation rotation(s_ssePalette.quantised[bones[i]]);
+                if constexpr (F::kNormal) rotation.Skin(dst + kDstNormal, src[i] + kSrcNormal);
+                if constexpr (F::kTangents) {
+                    rotation.Skin(dst + DstTangent(true), src[i] + SrcTangent(true));
+                    rotation.Skin(dst + DstBinormal(true), src[i] + SrcBinormal(true));
+                }
+            } else {
+                if constexpr (F::kNormal)
+                    StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, Wide::template Part<part>(normal[g]));
+                if constexpr (F::kTangents) {
+                    StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false),
+                                                             Wide::template Part<part>(tangent[g]));
+                    StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false),
+                                                              Wide::template Part<part>(binormal[g]));
+                }
+            }
+            cursor.FinishVertex<ExtraSize, F::kAux>(job);
+        });
+    }
+};
+
+}  // namespace SingleSkinning
+}  // namespace
