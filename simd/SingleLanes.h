@@ -10,9 +10,8 @@
 // A block reads the float inputs of all its vertices first, then stores
 // vertex by vertex exactly as the one-by-one loop does. That is only done
 // where VertexBlock::IsIndependent allows it; any other block runs one by
-// one. Packed directions stay with the one-by-one code: they are integer
-// sums, worked out for each vertex as it is stored, when the one-by-one loop
-// would read them.
+// one. Kernels with packed directions run one by one: theirs is integer
+// work per vertex that the lanes cannot share.
 //
 // A wide unit is described by a policy:
 //   using V = <register type>;
@@ -85,20 +84,28 @@ struct Lanes {
 
     template <uint32_t ExtraSize, unsigned Features>
     QUORVAN_INLINE static void Run(const SkinningJob& job, VertexCursor& cursor) {
-        const VertexBlock::StoreSpan stores = VertexBlock::StoreSpan::Of<ExtraSize, KernelFeatures<Features>::kAux>(job);
-        if (cursor.count <= kBlock) return;
-        // Where the blocks taken together are independent, so is each of
-        // them: their spans lie within those of the whole run.
-        const uint32_t blocks = (cursor.count - 1) / kBlock;
-        if (VertexBlock::IsIndependent(job, cursor, blocks * kBlock, stores)) {
-            for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features>(job, cursor);
+        using F = KernelFeatures<Features>;
+        // Packed directions are integer work per vertex, which gains nothing
+        // from the lanes while the block's gathering costs: one by one is
+        // faster.
+        if constexpr (F::kPacked && (F::kNormal || F::kTangents)) {
             return;
-        }
-        while (cursor.count > kBlock) {
-            if (VertexBlock::IsIndependent(job, cursor, kBlock, stores))
-                Block<ExtraSize, Features>(job, cursor);
-            else
-                RunVertices<ExtraSize, Features>(job, cursor, cursor.count - kBlock);
+        } else {
+            const VertexBlock::StoreSpan stores = VertexBlock::StoreSpan::Of<ExtraSize, F::kAux>(job);
+            if (cursor.count <= kBlock) return;
+            // Where the blocks taken together are independent, so is each of
+            // them: their spans lie within those of the whole run.
+            const uint32_t blocks = (cursor.count - 1) / kBlock;
+            if (VertexBlock::IsIndependent(job, cursor, blocks * kBlock, stores)) {
+                for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features>(job, cursor);
+                return;
+            }
+            while (cursor.count > kBlock) {
+                if (VertexBlock::IsIndependent(job, cursor, kBlock, stores))
+                    Block<ExtraSize, Features>(job, cursor);
+                else
+                    RunVertices<ExtraSize, Features>(job, cursor, cursor.count - kBlock);
+            }
         }
     }
 
@@ -124,12 +131,10 @@ private:
             constexpr unsigned g = decltype(group)::value, first = g * Wide::kVertices;
             const WideRows<Wide> bone(rows + first);
             position[g] = bone.Transform(WideSplatted<Wide>(src + first, kSrcPosition));
-            if constexpr (!F::kPacked) {
-                if constexpr (F::kNormal) normal[g] = bone.Rotate(WideSplatted<Wide>(src + first, kSrcNormal));
-                if constexpr (F::kTangents) {
-                    tangent[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcTangent(false)));
-                    binormal[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcBinormal(false)));
-                }
+            if constexpr (F::kNormal) normal[g] = bone.Rotate(WideSplatted<Wide>(src + first, kSrcNormal));
+            if constexpr (F::kTangents) {
+                tangent[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcTangent(false)));
+                binormal[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcBinormal(false)));
             }
         });
 
@@ -137,22 +142,12 @@ private:
             constexpr unsigned i = decltype(vertex)::value, g = i / Wide::kVertices, part = i % Wide::kVertices;
             uint8_t* dst = cursor.dst;
             StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, Wide::template Part<part>(position[g]));
-            if constexpr (F::kPacked) {
-                const PackedRotation rotation(s_ssePalette.quantised[bones[i]]);
-                if constexpr (F::kNormal) rotation.Skin(dst + kDstNormal, src[i] + kSrcNormal);
-                if constexpr (F::kTangents) {
-                    rotation.Skin(dst + DstTangent(true), src[i] + SrcTangent(true));
-                    rotation.Skin(dst + DstBinormal(true), src[i] + SrcBinormal(true));
-                }
-            } else {
-                if constexpr (F::kNormal)
-                    StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, Wide::template Part<part>(normal[g]));
-                if constexpr (F::kTangents) {
-                    StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false),
-                                                             Wide::template Part<part>(tangent[g]));
-                    StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false),
-                                                              Wide::template Part<part>(binormal[g]));
-                }
+            if constexpr (F::kNormal)
+                StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, Wide::template Part<part>(normal[g]));
+            if constexpr (F::kTangents) {
+                StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), Wide::template Part<part>(tangent[g]));
+                StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false),
+                                                          Wide::template Part<part>(binormal[g]));
             }
             cursor.FinishVertex<ExtraSize, F::kAux>(job);
         });
