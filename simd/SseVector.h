@@ -59,7 +59,8 @@ QUORVAN_INLINE void StoreXYZW(uint8_t* out, __m128 v) { _mm_storeu_ps(reinterpre
 // Lanes 0-2 as three floats, at any address; the fourth lane is not written.
 QUORVAN_INLINE void StoreXYZ(uint8_t* out, __m128 v) {
     _mm_storel_pi(reinterpret_cast<__m64*>(out), v);
-    _mm_store_ss(reinterpret_cast<float*>(out + 8), _mm_movehl_ps(v, v));
+    const float z = _mm_cvtss_f32(_mm_movehl_ps(v, v));
+    std::memcpy(out + 8, &z, 4);
 }
 
 }  // namespace
