@@ -31,10 +31,16 @@
 namespace {
 namespace SingleSkinning {
 
-// f(std::integral_constant<unsigned, 0>()), ..., up to N - 1, in order.
+// A compile-time index, passed to the body of an unrolled loop.
+template <unsigned N>
+struct Step {
+    static constexpr unsigned value = N;
+};
+
+// body(Step<0>()), ..., body(Step<N - 1>()), in order.
 template <class Body, unsigned... Index>
 QUORVAN_INLINE void Unrolled(Body& body, std::integer_sequence<unsigned, Index...>) {
-    (body(std::integral_constant<unsigned, Index>()), ...);
+    (body(Step<Index>()), ...);
 }
 template <unsigned N, class Body>
 QUORVAN_INLINE void Unroll(Body&& body) {
