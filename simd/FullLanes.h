@@ -48,8 +48,8 @@ struct VertexInputs {
                   (count >= 3 ? uint32_t{w[kWeightOrder[3]]} << 24 : 0);
     }
 
-    QUORVAN_INLINE const float (&Rows(unsigned influence) const)[4][4] {
-        return s_ssePalette.rows[src[VertexLayout::kSrcBones + influence]];
+    QUORVAN_INLINE const float (&Rows(const SseBonePalette& palette, unsigned influence) const)[4][4] {
+        return palette.rows[src[VertexLayout::kSrcBones + influence]];
     }
 };
 
@@ -87,7 +87,8 @@ struct Lanes {
     // before, so blocks overlap in the processor. `firstNegativeZero` gets
     // the lanes whose first product is -0.
     template <unsigned Features>
-    QUORVAN_INLINE static Sums Blend(const VertexInputs* v, unsigned& firstNegativeZero) {
+    QUORVAN_INLINE static Sums Blend(const SseBonePalette& palette, const VertexInputs* v,
+                                     unsigned& firstNegativeZero) {
         using F = KernelFeatures<Features>;
         using namespace VertexLayout;
         const Source point(v, kSrcPosition);
@@ -105,7 +106,7 @@ struct Lanes {
 
         for (unsigned i = 0; i < steps; ++i) {
             Vec rows[4];
-            Width::LoadBones([&](unsigned k) -> const float(&)[4][4] { return v[k].Rows(i); }, rows);
+            Width::LoadBones([&](unsigned k) -> const float(&)[4][4] { return v[k].Rows(palette, i); }, rows);
             const Vec w = Width::Broadcast(weights, i);
             const auto active = counts.Above(i);
             const auto add = [&](Vec& sum, Vec product) {
@@ -200,7 +201,7 @@ struct Lanes {
 
     // Blocks of kVertices side by side while more than a block remains.
     template <uint32_t ExtraSize, unsigned Features>
-    static Progress Run(SkinningJob job, Progress progress) {
+    static Progress Run(SkinningJob job, const SseBonePalette& palette, Progress progress) {
         using F = KernelFeatures<Features>;
         if constexpr (F::kPacked || !(F::kNormal || F::kTangents)) {
             return progress;
@@ -211,16 +212,16 @@ struct Lanes {
             while (cursor.count > kVertices && !Poisoned(carry)) {
                 const uint32_t blockEnd = cursor.count - kVertices;
                 if (!VertexBlock::IsIndependent(job, cursor, kVertices, stores)) {
-                    RunVertices<ExtraSize, Features>(job, cursor, carry, blockEnd);
+                    RunVertices<ExtraSize, Features>(job, palette, cursor, carry, blockEnd);
                     continue;
                 }
                 VertexInputs v[kVertices] = {VertexInputs(cursor.src)};
                 for (unsigned k = 1; k < kVertices; ++k) v[k] = VertexInputs(Offset(v[k - 1].src, job.srcStride));
                 unsigned firstNegativeZero = 0;
-                const Sums sums = Blend<Features>(v, firstNegativeZero);
+                const Sums sums = Blend<Features>(palette, v, firstNegativeZero);
                 const unsigned exact = FirstInexact<Features>(sums, firstNegativeZero, carry);
                 carry = Store<ExtraSize, Features>(job, cursor, sums, exact, carry);
-                if (exact < kVertices) RunVertices<ExtraSize, Features>(job, cursor, carry, blockEnd);
+                if (exact < kVertices) RunVertices<ExtraSize, Features>(job, palette, cursor, carry, blockEnd);
             }
             return progress;
         }

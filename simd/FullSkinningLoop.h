@@ -38,10 +38,17 @@ QUORVAN_INLINE __m128 Weight(uint8_t byte) {
 // than cleared: a NaN or an infinity stays NaN for the rest of the call, and
 // a negative sum leaves -0 behind.
 struct Carry {
-    __m128 position = _mm_setzero_ps();
-    __m128 normal = _mm_setzero_ps();
-    __m128 tangent = _mm_setzero_ps();
-    __m128 binormal = _mm_setzero_ps();
+    __m128 position, normal, tangent, binormal;
+
+    QUORVAN_INLINE static Carry From(const SkinningCarry& c) {
+        return {_mm_load_ps(c.position), _mm_load_ps(c.normal), _mm_load_ps(c.tangent), _mm_load_ps(c.binormal)};
+    }
+    QUORVAN_INLINE void StoreInto(SkinningCarry& c) const {
+        _mm_store_ps(c.position, position);
+        _mm_store_ps(c.normal, normal);
+        _mm_store_ps(c.tangent, tangent);
+        _mm_store_ps(c.binormal, binormal);
+    }
 };
 
 QUORVAN_INLINE __m128 TimesZero(__m128 sum) { return _mm_mul_ps(sum, _mm_setzero_ps()); }
@@ -121,7 +128,8 @@ QUORVAN_INLINE bool SpentBeforeFirstVertex(const VertexCursor& cursor) {
 // Vertices one by one, from `carry`, until the count reaches `until`; at
 // least one vertex runs. `carry` is left as the next vertex would find it.
 template <uint32_t ExtraSize, unsigned Features>
-QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, Carry& carry, uint32_t until) {
+QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+                                 Carry& carry, uint32_t until) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
     __m128 position = carry.position, normalSum = carry.normal, tangentSum = carry.tangent,
@@ -138,8 +146,8 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, Ca
         for (unsigned i = 0;; ++i) {
             const bool last = i == 3 || src[kSrcWeights + 1 + i] == 0;
             const unsigned bone = src[kSrcBones + i];
-            const BoneRows rows(s_ssePalette.rows[bone]);
-            const int8_t* q = s_ssePalette.quantised[bone];
+            const BoneRows rows(palette.rows[bone]);
+            const int8_t* q = palette.quantised[bone];
             const uint8_t weightByte = src[kSrcWeights + kWeightOrder[i]];
             const __m128 w = Weight(weightByte);
 
@@ -172,7 +180,7 @@ struct Progress {
 };
 
 // The kernels of one instruction set. `Lanes::Run<ExtraSize, Features>(job,
-// progress)` skins as many vertices as it can side by side, leaving at least
+// palette, progress)` skins as many vertices as it can side by side, leaving at least
 // one, and the rest run one by one here. Everything it works on is passed by
 // value, so the compiler can keep it in registers: a store through a vertex
 // pointer could otherwise alias any of it.
@@ -182,19 +190,21 @@ struct Family {
     static constexpr unsigned Features(unsigned flags) { return FullKernelFeatures(flags); }
 
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run() {
-        const SkinningJob job = s_sseJob;
+    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
+        const SkinningJob job = *state;
         if (SpentBeforeFirstVertex(VertexCursor(job))) return;
-        Progress progress = Lanes::template Run<ExtraSize, Features>(job, Progress{VertexCursor(job), Carry()});
-        RunVertices<ExtraSize, Features>(job, progress.cursor, progress.carry, 0);
-        progress.cursor.StoreInto(s_sseJob);
+        Progress progress =
+            Lanes::template Run<ExtraSize, Features>(job, *palette, Progress{VertexCursor(job), Carry::From(*carry)});
+        RunVertices<ExtraSize, Features>(job, *palette, progress.cursor, progress.carry, 0);
+        progress.cursor.StoreInto(*state);
+        progress.carry.StoreInto(*carry);
     }
 };
 
 // The SSE kernels take every vertex one by one.
 struct NoLanes {
     template <uint32_t ExtraSize, unsigned Features>
-    static Progress Run(SkinningJob, Progress progress) {
+    static Progress Run(SkinningJob, const SseBonePalette&, Progress progress) {
         return progress;
     }
 };

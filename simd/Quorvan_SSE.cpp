@@ -13,24 +13,28 @@ constexpr const char* kSourceFile = "./Quorvan_SSE.cpp";
 
 SkinningJob s_sseJob;
 
+const SkinningRefusal kSseFullRefusal{kSourceFile, 1081, "Unsupported 'extraSize'=%d in SkinningFull()"};
+const SkinningRefusal kSseSingleRefusal{kSourceFile, 1173, "Unsupported 'extraSize'=%d in SkinningSingle()"};
+
 Quorvan_SSE::Quorvan_SSE() : Quorvan_SSE(WidestVectorPath()) {}
 
 Quorvan_SSE::Quorvan_SSE(VectorPath path) {
     s_vectorKernels = &VectorKernelsFor(path);
-    ResetSsePaletteToIdentity();
+    ResetSsePaletteToIdentity(s_ssePalette);
 }
 
 void Quorvan_SSE::SkinningFull(const SkinningJob* job) {
-    RunSkinningCall(s_vectorKernels->skinningFull, s_sseJob, *job,
-                    {kSourceFile, 1081, "Unsupported 'extraSize'=%d in SkinningFull()"});
+    SkinningCarry carry{};
+    RunSkinningCall(s_vectorKernels->skinningFull, s_sseJob, *job, kSseFullRefusal, &s_sseJob, &s_ssePalette, &carry);
 }
 
 void Quorvan_SSE::SkinningSingle(const SkinningJob* job) {
-    RunSkinningCall(s_vectorKernels->skinningSingle, s_sseJob, *job,
-                    {kSourceFile, 1173, "Unsupported 'extraSize'=%d in SkinningSingle()"});
+    SkinningCarry carry{};
+    RunSkinningCall(s_vectorKernels->skinningSingle, s_sseJob, *job, kSseSingleRefusal, &s_sseJob, &s_ssePalette,
+                    &carry);
 }
 
-void Quorvan_SSE::SetSkinningMatrix(uint32_t bone, const float* m) { SetSsePaletteEntry(bone, m); }
+void Quorvan_SSE::SetSkinningMatrix(uint32_t bone, const float* m) { SetSsePaletteEntry(s_ssePalette, bone, m); }
 
 // The memory helpers insist on the multiples their steps need. A report
 // does not stop them: if the host's handler returns, the loop runs as asked.

@@ -89,7 +89,7 @@ struct Lanes {
     using V = typename Wide::V;
 
     template <uint32_t ExtraSize, unsigned Features>
-    QUORVAN_INLINE static void Run(const SkinningJob& job, VertexCursor& cursor) {
+    QUORVAN_INLINE static void Run(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor) {
         using F = KernelFeatures<Features>;
         // Packed directions are integer work per vertex, which gains nothing
         // from the lanes while the block's gathering costs: one by one is
@@ -103,21 +103,21 @@ struct Lanes {
             // them: their spans lie within those of the whole run.
             const uint32_t blocks = (cursor.count - 1) / kBlock;
             if (VertexBlock::IsIndependent(job, cursor, blocks * kBlock, stores)) {
-                for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features>(job, cursor);
+                for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features>(job, palette, cursor);
                 return;
             }
             while (cursor.count > kBlock) {
                 if (VertexBlock::IsIndependent(job, cursor, kBlock, stores))
-                    Block<ExtraSize, Features>(job, cursor);
+                    Block<ExtraSize, Features>(job, palette, cursor);
                 else
-                    RunVertices<ExtraSize, Features>(job, cursor, cursor.count - kBlock);
+                    RunVertices<ExtraSize, Features>(job, palette, cursor, cursor.count - kBlock);
             }
         }
     }
 
 private:
     template <uint32_t ExtraSize, unsigned Features>
-    QUORVAN_INLINE static void Block(const SkinningJob& job, VertexCursor& cursor) {
+    QUORVAN_INLINE static void Block(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor) {
         using F = KernelFeatures<Features>;
         constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
         using namespace VertexLayout;
@@ -129,7 +129,7 @@ private:
         for (unsigned i = 1; i < kBlock; ++i) src[i] = Offset(src[i - 1], job.srcStride);
         for (unsigned i = 0; i < kBlock; ++i) {
             bones[i] = src[i][kSrcBones];
-            rows[i] = reinterpret_cast<const uint8_t*>(s_ssePalette.rows[bones[i]]);
+            rows[i] = reinterpret_cast<const uint8_t*>(palette.rows[bones[i]]);
         }
 
         V position[Groups], normal[Groups], tangent[Groups], binormal[Groups];

@@ -73,7 +73,8 @@ struct PackedRotation {
 
 // Vertices one by one until the count reaches `until`; at least one runs.
 template <uint32_t ExtraSize, unsigned Features>
-QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, uint32_t until) {
+QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+                                 uint32_t until) {
     using F = KernelFeatures<Features>;
     constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
     using namespace VertexLayout;
@@ -81,12 +82,12 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, ui
         const uint8_t* src = cursor.src;
         uint8_t* dst = cursor.dst;
         const unsigned bone = src[kSrcBones];
-        const BoneRows rows(s_ssePalette.rows[bone]);
+        const BoneRows rows(palette.rows[bone]);
 
         StoreVector<Width(FloatVector::Position)>(dst + kDstPosition,
                                                   rows.Transform(Splatted(src + kSrcPosition)));
         if constexpr (F::kPacked) {
-            const PackedRotation rotation(s_ssePalette.quantised[bone]);
+            const PackedRotation rotation(palette.quantised[bone]);
             if constexpr (F::kNormal) rotation.Skin(dst + kDstNormal, src + kSrcNormal);
             if constexpr (F::kTangents) {
                 rotation.Skin(dst + DstTangent(true), src + SrcTangent(true));
@@ -109,7 +110,7 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, VertexCursor& cursor, ui
 }
 
 // The kernels of one instruction set. `Lanes::Run<ExtraSize, Features>(job,
-// cursor)` skins as many vertices as it can side by side, leaving at least
+// palette, cursor)` skins as many vertices as it can side by side, leaving at least
 // one, and the rest run one by one here.
 template <class Lanes>
 struct Family {
@@ -117,20 +118,20 @@ struct Family {
     static constexpr unsigned Features(unsigned flags) { return SingleKernelFeatures(flags); }
 
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run() {
+    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry*) {
         // A local copy, which no store through a vertex pointer can alias.
-        const SkinningJob job = s_sseJob;
+        const SkinningJob job = *state;
         VertexCursor cursor(job);
-        Lanes::template Run<ExtraSize, Features>(job, cursor);
-        RunVertices<ExtraSize, Features>(job, cursor, 0);
-        cursor.StoreInto(s_sseJob);
+        Lanes::template Run<ExtraSize, Features>(job, *palette, cursor);
+        RunVertices<ExtraSize, Features>(job, *palette, cursor, 0);
+        cursor.StoreInto(*state);
     }
 };
 
 // The SSE kernels take every vertex one by one.
 struct NoLanes {
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run(const SkinningJob&, VertexCursor&) {}
+    static void Run(const SkinningJob&, const SseBonePalette&, VertexCursor&) {}
 };
 
 }  // namespace SingleSkinning

@@ -4,12 +4,11 @@
 
 SseBonePalette s_ssePalette;
 
-void ResetSsePaletteToIdentity() {
+void ResetSsePaletteToIdentity(SseBonePalette& palette) {
+    std::memset(&palette, 0, sizeof palette);
     for (unsigned bone = 0; bone < kSseBoneCount; ++bone) {
-        std::memset(s_ssePalette.rows[bone], 0, sizeof s_ssePalette.rows[bone]);
-        std::memset(s_ssePalette.quantised[bone], 0, sizeof s_ssePalette.quantised[bone]);
-        for (unsigned k = 0; k < 4; ++k) s_ssePalette.rows[bone][k][k] = 1.0f;
-        for (unsigned k = 0; k < 3; ++k) s_ssePalette.quantised[bone][4 * k] = 127;
+        for (unsigned k = 0; k < 4; ++k) palette.rows[bone][k][k] = 1.0f;
+        for (unsigned k = 0; k < 3; ++k) palette.quantised[bone][4 * k] = 127;
     }
 }
 
@@ -24,12 +23,12 @@ int8_t QuantiseRotation(float element) {
     return static_cast<int8_t>(static_cast<uint8_t>(static_cast<uint64_t>(whole) & 0xFF));
 }
 
-void SetSsePaletteEntry(uint32_t bone, const float* m) {
-    float (&rows)[4][4] = s_ssePalette.rows[bone];
+void SetSsePaletteEntry(SseBonePalette& palette, uint32_t bone, const float* m) {
+    float (&rows)[4][4] = palette.rows[bone];
     for (unsigned row = 0; row < 4; ++row) {
         for (unsigned column = 0; column < 3; ++column) rows[row][column] = m[3 * row + column];
         rows[row][3] = 0.0f;
     }
-    int8_t* q = s_ssePalette.quantised[bone];
+    int8_t* q = palette.quantised[bone];
     for (unsigned k = 0; k < 9; ++k) q[k] = QuantiseRotation(m[k]);
 }

@@ -3,9 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 
-// The vector implementation's bone palette: one per process, shared by every
-// Quorvan_SSE object and both of its skinning operations. Any bone index byte
-// names an entry.
+// The vector implementation's bone palette. The interface has one per
+// process, shared by every Quorvan_SSE object and both of its skinning
+// operations; callers of the thread-safe calls own as many as they like. Any
+// bone index byte names an entry.
 constexpr unsigned kSseBoneCount = 256;
 
 struct alignas(16) SseBonePalette {
@@ -21,17 +22,18 @@ struct alignas(16) SseBonePalette {
 static_assert(offsetof(SseBonePalette, rows) == kSseBoneCount * 9, "no gap between the arrays");
 static_assert(offsetof(SseBonePalette, rows) % 16 == 0, "float rows are aligned");
 
+// The interface's palette.
 extern SseBonePalette s_ssePalette;
 
 // Every entry becomes the identity: the float rows those of the 4x4 identity
 // (so the translation row ends in 1.0), the quantised rotation 127 on the
 // diagonal.
-void ResetSsePaletteToIdentity();
+void ResetSsePaletteToIdentity(SseBonePalette& palette);
 
 // Loads bone `bone` from twelve floats (x, y and z axes, translation): the
 // float rows with 0.0 as their fourth component, the translation row's
 // included, and the quantised rotation.
-void SetSsePaletteEntry(uint32_t bone, const float* m);
+void SetSsePaletteEntry(SseBonePalette& palette, uint32_t bone, const float* m);
 
 // One rotation element as a signed byte: times 127 when positive, else times
 // 128 (zero, negatives and NaN), truncated toward zero; only the low 8 bits

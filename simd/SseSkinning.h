@@ -1,15 +1,31 @@
 #pragma once
 
 // The vector implementation's skinning kernels: their dispatch tables, one
-// per operation and instruction set, and the one job copy they all work on.
+// per operation and instruction set, and what a kernel works on.
 
 #include "../Cross/Quorvan/SkinningDispatch.h"
+#include "SseBonePalette.h"
 
-// The state of the running skinning call. A dispatcher copies the caller's
-// job here; the kernel advances its cursors in place.
+// The interface's job copy. Its operations copy the caller's job here and
+// the kernel advances its cursors in place.
 extern SkinningJob s_sseJob;
 
-using SseKernel = void (*)();
+// How the vector implementation's skinning operations refuse an unsupported
+// extraSize; the thread-safe calls refuse in the same words.
+extern const SkinningRefusal kSseFullRefusal, kSseSingleRefusal;
+
+// The float sums SkinningFull carries from one vertex into the next, four
+// lanes each, as they stand between two vertices: a call starts from them
+// and leaves those its last vertex carries on. The interface starts every
+// call from +0; SkinningSingle carries nothing.
+struct alignas(16) SkinningCarry {
+    float position[4], normal[4], tangent[4], binormal[4];
+};
+
+// A kernel skins the job in `state` with `palette` and leaves its cursors in
+// `state`. Everything it touches is passed in, so that calls with their own
+// state and palette can run on several threads at once.
+using SseKernel = void (*)(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry);
 using SseKernelTable = SkinningTable<SseKernel>;
 
 // SkinningFull tells all four flags apart: 16 kernels per size, 352 in all.
