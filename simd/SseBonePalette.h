@@ -9,7 +9,9 @@
 // bone index byte names an entry.
 constexpr unsigned kSseBoneCount = 256;
 
-struct alignas(16) SseBonePalette {
+// Aligned so that each bone's float rows fill one 64-byte cache line, which
+// the wide kernels load in aligned pairs.
+struct alignas(64) SseBonePalette {
     // The rotation rows quantised to signed bytes, row-major, 9 bytes a bone;
     // packed directions are skinned with these.
     int8_t quantised[kSseBoneCount][9];
@@ -18,9 +20,9 @@ struct alignas(16) SseBonePalette {
     float rows[kSseBoneCount][4][4];
 };
 // The quantised rotations lie directly before the float rows, which start on
-// a 16-byte boundary.
+// a cache line.
 static_assert(offsetof(SseBonePalette, rows) == kSseBoneCount * 9, "no gap between the arrays");
-static_assert(offsetof(SseBonePalette, rows) % 16 == 0, "float rows are aligned");
+static_assert(offsetof(SseBonePalette, rows) % 64 == 0, "float rows are aligned");
 
 // The interface's palette.
 extern SseBonePalette s_ssePalette;

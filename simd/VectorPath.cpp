@@ -32,6 +32,7 @@ unsigned EnabledStateComponents() {
 constexpr unsigned kXmmYmmState = 0x06;                // SSE and AVX registers
 constexpr unsigned kZmmState = kXmmYmmState | 0xE0;    // and opmasks, ZMM upper halves, ZMM16-31
 
+bool RunsSse() { return Bit(Leaf(1).edx, 25); }
 bool RunsSse2() { return Bit(Leaf(1).edx, 26); }
 
 // The AVX state the path needs, or 0 when the operating system cannot save
@@ -67,7 +68,7 @@ const char* VectorPathName(VectorPath path) {
 
 bool ProcessorRunsVectorPath(VectorPath path) {
     switch (path) {
-    case VectorPath::Sse: return true;
+    case VectorPath::Sse: return RunsSse();
     case VectorPath::Sse2: return RunsSse2();
     case VectorPath::Avx2: return RunsSse2() && RunsAvx2();
     case VectorPath::Avx512: return RunsSse2() && RunsAvx512();

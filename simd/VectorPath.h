@@ -16,9 +16,8 @@ constexpr VectorPath kVectorPaths[] = {VectorPath::Sse, VectorPath::Sse2, Vector
 const char* VectorPathName(VectorPath path);
 
 // Whether the processor has the path's instructions and the operating system
-// saves the registers they use. Every path needs SSE running, which is what
-// Quorvan_SSE is created for.
+// saves the registers they use (which every system does for SSE).
 bool ProcessorRunsVectorPath(VectorPath path);
 
-// The widest path the processor runs.
+// The widest path the processor runs, given that it runs SSE.
 VectorPath WidestVectorPath();

@@ -5,10 +5,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <typeinfo>
 
 #include <Quorvan/Quorvan.h>
+#include <Quorvan/QuorvanSkinning.h>
 
 #include "../Cross/Quorvan/ProcessorProbe.h"
 #include "../Cross/Quorvan/Quorvan_std.h"
@@ -66,16 +68,26 @@ TEST_F(EmulatedProcessorTest, MissingExtensionsFaultAndAreCaught) {
             << "feature " << bit;
 }
 
-// The instance runs the widest vector path the processor has: the one an
-// emulated run's environment names, and on the machine itself whichever it
-// has, which the test reports.
+// The instance and the thread-safe calls run the widest vector path the
+// processor has: the one an emulated run's environment names, and on the
+// machine itself whichever it has, which the test reports. Without SSE the
+// thread-safe calls say so and write nothing.
 TEST_F(EmulatedProcessorTest, RunsTheWidestVectorPath) {
     ASSERT_TRUE(Quorvan::Initialize(false, 6));
-    if (typeid(*Quorvan::i()) != typeid(Quorvan_SSE)) GTEST_SKIP() << "the scalar implementation has no vector path";
+    if (typeid(*Quorvan::i()) != typeid(Quorvan_SSE)) {
+        EXPECT_EQ(QuorvanSkinningVectorUnit(), nullptr);
+        QuorvanSkinningPalette palette;
+        std::memset(&palette, 0xCD, sizeof palette);
+        EXPECT_EQ(QuorvanSkinningResetPalette(&palette), QuorvanSkinningNoVectorUnit);
+        EXPECT_EQ(palette.storage[sizeof palette.storage - 1], 0xCD);
+        GTEST_SKIP() << "the scalar implementation has no vector path";
+    }
     const VectorPath widest = WidestVectorPath();
     EXPECT_EQ(s_vectorKernels, &VectorKernelsFor(widest));
+    EXPECT_STREQ(QuorvanSkinningVectorUnit(), VectorPathName(widest));
     std::printf("vector path: %s\n", VectorPathName(widest));
     RecordProperty("vector_path", VectorPathName(widest));
-    if (const char* expected = std::getenv("QUORVAN_EXPECT_VECTOR_PATH"))
+    if (const char* expected = std::getenv("QUORVAN_EXPECT_VECTOR_PATH")) {
         EXPECT_STREQ(VectorPathName(widest), expected);
+    }
 }

@@ -58,7 +58,7 @@ instructionSet() {  # <object>: the instruction sets it is built for
     */simd/Quorvan_SSE2* | */simd/Sse2*) echo sse2 ;;  # SSE2 is their point
     */simd/Avx2*) echo avx2 ;;
     */simd/Avx512*) echo avx512 ;;
-    */simd/VectorPath* | */simd/VectorKernels*) echo x87 ;;
+    */simd/VectorPath* | */simd/VectorKernels* | */simd/QuorvanSkinning* | */simd/SkinningRanges*) echo x87 ;;
     */simd/Quorvan_3DNow*) echo 3dnow ;;
     */simd/*) echo sse ;;
     *) echo x87 ;;

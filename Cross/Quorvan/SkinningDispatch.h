@@ -105,14 +105,16 @@ struct SkinningRefusal {
 
 // A whole skinning call: copy the caller's job into the implementation's job
 // copy, refuse an unsupported extraSize with the fatal report of the calling
-// operation (and touch no vertex), or run the job's kernel.
+// operation (and touch no vertex), or run the job's kernel. False when it
+// refused.
 template <class Kernel, class... KernelArgs>
-void RunSkinningCall(const SkinningTable<Kernel>& table, SkinningJob& copy, const SkinningJob& job,
+bool RunSkinningCall(const SkinningTable<Kernel>& table, SkinningJob& copy, const SkinningJob& job,
                      const SkinningRefusal& refusal, KernelArgs... kernelArgs) {
     copy = job;
     if (!IsSupportedExtraSize(copy.extraSize)) {
         ReportFatal(refusal.file, refusal.line, refusal.message, static_cast<int>(copy.extraSize));
-        return;
+        return false;
     }
     table.Select(copy).run(kernelArgs...);
+    return true;
 }

@@ -1,0 +1,146 @@
+#ifndef QUORVAN_SKINNING_H
+#define QUORVAN_SKINNING_H
+
+/*
+ * Skinning that any number of threads may run at once, callable from C and
+ * from any language that calls C.
+ *
+ * The calls write exactly the bytes that Quorvan::SkinningFull and
+ * Quorvan::SkinningSingle of the vector implementation write for the same
+ * bones and job, on the widest vector unit the processor has. Unlike the
+ * interface they keep no state: the palette is the caller's, so is the job,
+ * and two calls share nothing but read-only inputs. The library starts no
+ * thread; a job system runs the calls wherever it likes.
+ *
+ * One job can be split into vertex ranges for several threads:
+ *
+ *     QuorvanSkinningRange ranges[8];
+ *     uint32_t n = QuorvanSkinningSplit(&job, 8, ranges);
+ *     for each i < n, on any thread:  QuorvanSkinningFullRange(&palette, &ranges[i]);
+ *     after all of them:              QuorvanSkinningStitch(&palette, ranges, n);
+ *
+ * The only link between the vertices of SkinningFull is the float sums one
+ * vertex leaves to the next: multiplied by zero they are +0 unless a sum was
+ * negative (-0) or not finite (NaN, which stays NaN for the rest of the job).
+ * Each range starts from +0; the stitch checks each range's first vertex
+ * against the sums of the range before it and skins again, one by one, only
+ * the vertices whose bytes that changes. SkinningSingle's vertices are
+ * independent: its ranges need no stitch.
+ */
+
+#include <stdint.h>
+
+#include "QuorvanExport.h"
+
+#if defined(_WIN32) && !defined(_WIN64)
+#  define QUORVAN_SKINNING_CALL __cdecl
+#else
+#  define QUORVAN_SKINNING_CALL
+#endif
+
+#if defined(__cplusplus)
+#  define QUORVAN_SKINNING_ALIGN64 alignas(64)
+#elif defined(_MSC_VER)
+#  define QUORVAN_SKINNING_ALIGN64 __declspec(align(64))
+#else
+#  define QUORVAN_SKINNING_ALIGN64 __attribute__((aligned(64)))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* What a call did. */
+typedef enum QuorvanSkinningResult {
+    QuorvanSkinningDone = 0,
+    /* The processor has no SSE: nothing was written. The scalar
+       implementation of the interface is what such a processor runs. */
+    QuorvanSkinningNoVectorUnit = 1,
+    /* The palette does not start on a 64-byte boundary: nothing was written. */
+    QuorvanSkinningMisalignedPalette = 2,
+    /* A bone number beyond 255: nothing was written. */
+    QuorvanSkinningNoSuchBone = 3,
+    /* An extraSize other than 0, 4, ..., 84: the host's debug service got the
+       interface's fatal report, and no vertex was touched. */
+    QuorvanSkinningUnsupportedExtraSize = 4
+} QuorvanSkinningResult;
+
+/* The job record of the interface's SkinningJob, field for field. */
+typedef struct QuorvanSkinningJob {
+    const uint8_t* srcVertex;
+    uint32_t srcStride;
+    uint32_t srcExtraOffset;
+    uint8_t* dstVertex;
+    uint32_t dstStride;
+    uint32_t dstExtraOffset;
+    uint32_t auxOffset;
+    uint32_t auxSize;
+    const uint8_t* auxBase;
+    uint32_t extraSize;
+    uint32_t vertexCount;
+    uint8_t hasNormal;
+    uint8_t hasTangents;
+    uint8_t hasAux;
+    uint8_t packedDirections;
+} QuorvanSkinningJob;
+
+/* 256 bones as the vector implementation keeps them: float rows and their
+   quantised rotations, a cache line of rows per bone. It must start on a
+   64-byte boundary: declared, it does; from the heap, allocate it aligned
+   (aligned_alloc, _aligned_malloc, C++17 new). Loading it is not
+   thread-safe, reading it is: load it, then skin with it from any number of
+   threads. */
+typedef struct QuorvanSkinningPalette {
+    QUORVAN_SKINNING_ALIGN64 uint8_t storage[18688];
+} QuorvanSkinningPalette;
+
+/* A part of a job, made by QuorvanSkinningSplit. `job` is the part's own
+   job; `carry` is written by QuorvanSkinningFullRange and read by
+   QuorvanSkinningStitch. */
+typedef struct QuorvanSkinningRange {
+    QuorvanSkinningJob job;
+    float carry[16];
+} QuorvanSkinningRange;
+
+/* Every bone becomes the identity, as in a new Quorvan instance. */
+QUORVAN_API QuorvanSkinningResult QUORVAN_SKINNING_CALL QuorvanSkinningResetPalette(QuorvanSkinningPalette* palette);
+
+/* Loads bone `bone` from twelve floats (the images of the x, y and z axes,
+   then the translation), as Quorvan::SetSkinningMatrix does. */
+QUORVAN_API QuorvanSkinningResult QUORVAN_SKINNING_CALL QuorvanSkinningSetMatrix(QuorvanSkinningPalette* palette,
+                                                                                 uint32_t bone, const float* m);
+
+/* The whole job, as Quorvan::SkinningFull and Quorvan::SkinningSingle skin
+   it. The job record is read, never written. */
+QUORVAN_API QuorvanSkinningResult QUORVAN_SKINNING_CALL QuorvanSkinningFull(const QuorvanSkinningPalette* palette,
+                                                                            const QuorvanSkinningJob* job);
+QUORVAN_API QuorvanSkinningResult QUORVAN_SKINNING_CALL QuorvanSkinningSingle(const QuorvanSkinningPalette* palette,
+                                                                              const QuorvanSkinningJob* job);
+
+/* Cuts `job` into at most `parts` ranges of consecutive vertices, as even as
+   the count allows, and returns how many it made. A job is kept whole (one
+   range) where its parts could not run at the same time: when a vertex's
+   stores can reach another vertex's stores or any byte the job reads (as in
+   skinning in place), and when its extraSize is unsupported, so that the
+   run reports it once. */
+QUORVAN_API uint32_t QUORVAN_SKINNING_CALL QuorvanSkinningSplit(const QuorvanSkinningJob* job, uint32_t parts,
+                                                                QuorvanSkinningRange* ranges);
+
+/* One range of a SkinningFull job, from +0 sums; any thread, any order. */
+QUORVAN_API QuorvanSkinningResult QUORVAN_SKINNING_CALL
+QuorvanSkinningFullRange(const QuorvanSkinningPalette* palette, QuorvanSkinningRange* range);
+
+/* After every range of a SkinningFull job has run: makes the bytes those of
+   one QuorvanSkinningFull call. `ranges` are all of the split's, in order. */
+QUORVAN_API QuorvanSkinningResult QUORVAN_SKINNING_CALL
+QuorvanSkinningStitch(const QuorvanSkinningPalette* palette, const QuorvanSkinningRange* ranges, uint32_t count);
+
+/* The vector unit the calls run on ("SSE", "SSE2", "AVX2" or "AVX-512"), or
+   a null pointer when the processor has no SSE. */
+QUORVAN_API const char* QUORVAN_SKINNING_CALL QuorvanSkinningVectorUnit(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

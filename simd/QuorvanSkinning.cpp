@@ -1,0 +1,153 @@
+// The thread-safe skinning calls: the vector implementation's kernels, run
+// on the caller's palette and a job copy of the call's own.
+
+#include "../Cross/Quorvan/QuorvanSkinning.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "SkinningRanges.h"
+#include "VectorKernels.h"
+
+// The public records are the internal ones under C names.
+static_assert(sizeof(QuorvanSkinningPalette) == sizeof(SseBonePalette) &&
+                  alignof(QuorvanSkinningPalette) == alignof(SseBonePalette),
+              "palette layout");
+static_assert(sizeof(QuorvanSkinningJob) == sizeof(SkinningJob), "job layout");
+#define QUORVAN_SAME_FIELD(field) \
+    static_assert(offsetof(QuorvanSkinningJob, field) == offsetof(SkinningJob, field), #field)
+QUORVAN_SAME_FIELD(srcVertex);
+QUORVAN_SAME_FIELD(srcStride);
+QUORVAN_SAME_FIELD(srcExtraOffset);
+QUORVAN_SAME_FIELD(dstVertex);
+QUORVAN_SAME_FIELD(dstStride);
+QUORVAN_SAME_FIELD(dstExtraOffset);
+QUORVAN_SAME_FIELD(auxOffset);
+QUORVAN_SAME_FIELD(auxSize);
+QUORVAN_SAME_FIELD(auxBase);
+QUORVAN_SAME_FIELD(extraSize);
+QUORVAN_SAME_FIELD(vertexCount);
+QUORVAN_SAME_FIELD(hasNormal);
+QUORVAN_SAME_FIELD(hasTangents);
+QUORVAN_SAME_FIELD(hasAux);
+QUORVAN_SAME_FIELD(packedDirections);
+#undef QUORVAN_SAME_FIELD
+static_assert(sizeof(QuorvanSkinningRange::carry) == sizeof(SkinningCarry), "carry layout");
+
+namespace {
+
+// The widest vector path, found by the first call that asks: 0 until then,
+// 1 on a processor without SSE, else 2 + the path. Threads racing to find it
+// find the same.
+constexpr int kUnknown = 0, kNoSse = 1;
+int s_unit = kUnknown;
+
+int Unit() {
+    int unit = __atomic_load_n(&s_unit, __ATOMIC_RELAXED);
+    if (unit == kUnknown) {
+        unit = ProcessorRunsVectorPath(VectorPath::Sse) ? 2 + static_cast<int>(WidestVectorPath()) : kNoSse;
+        __atomic_store_n(&s_unit, unit, __ATOMIC_RELAXED);
+    }
+    return unit;
+}
+
+VectorPath Path() { return static_cast<VectorPath>(Unit() - 2); }
+
+// Why a call on `palette` cannot run, or QuorvanSkinningDone.
+QuorvanSkinningResult Unusable(const void* palette) {
+    if (Unit() == kNoSse) return QuorvanSkinningNoVectorUnit;
+    if (reinterpret_cast<uintptr_t>(palette) % alignof(SseBonePalette) != 0) return QuorvanSkinningMisalignedPalette;
+    return QuorvanSkinningDone;
+}
+
+SseBonePalette& Bones(QuorvanSkinningPalette* palette) { return *reinterpret_cast<SseBonePalette*>(palette); }
+const SseBonePalette& Bones(const QuorvanSkinningPalette* palette) {
+    return *reinterpret_cast<const SseBonePalette*>(palette);
+}
+
+SkinningJob JobOf(const QuorvanSkinningJob& job) {
+    SkinningJob copy;
+    std::memcpy(&copy, &job, sizeof copy);
+    return copy;
+}
+
+enum class Operation { Full, Single };
+
+QuorvanSkinningResult Skin(Operation operation, const QuorvanSkinningPalette* palette, const QuorvanSkinningJob& job,
+                           SkinningCarry& carry) {
+    if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
+    const VectorKernels& kernels = VectorKernelsFor(Path());
+    const bool full = operation == Operation::Full;
+    SkinningJob state;
+    const bool ran = RunSkinningCall(full ? kernels.skinningFull : kernels.skinningSingle, state, JobOf(job),
+                                     full ? kSseFullRefusal : kSseSingleRefusal, &state, &Bones(palette), &carry);
+    return ran ? QuorvanSkinningDone : QuorvanSkinningUnsupportedExtraSize;
+}
+
+SkinningCarry CarryOf(const QuorvanSkinningRange& range) {
+    SkinningCarry carry;
+    std::memcpy(&carry, range.carry, sizeof carry);
+    return carry;
+}
+
+}  // namespace
+
+QuorvanSkinningResult QuorvanSkinningResetPalette(QuorvanSkinningPalette* palette) {
+    if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
+    ResetSsePaletteToIdentity(Bones(palette));
+    return QuorvanSkinningDone;
+}
+
+QuorvanSkinningResult QuorvanSkinningSetMatrix(QuorvanSkinningPalette* palette, uint32_t bone, const float* m) {
+    if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
+    if (bone >= kSseBoneCount) return QuorvanSkinningNoSuchBone;
+    SetSsePaletteEntry(Bones(palette), bone, m);
+    return QuorvanSkinningDone;
+}
+
+QuorvanSkinningResult QuorvanSkinningFull(const QuorvanSkinningPalette* palette, const QuorvanSkinningJob* job) {
+    SkinningCarry carry{};
+    return Skin(Operation::Full, palette, *job, carry);
+}
+
+QuorvanSkinningResult QuorvanSkinningSingle(const QuorvanSkinningPalette* palette, const QuorvanSkinningJob* job) {
+    SkinningCarry carry{};
+    return Skin(Operation::Single, palette, *job, carry);
+}
+
+uint32_t QuorvanSkinningSplit(const QuorvanSkinningJob* job, uint32_t parts, QuorvanSkinningRange* ranges) {
+    const SkinningJob whole = JobOf(*job);
+    const uint32_t vertices = whole.vertexCount;
+    uint32_t count = parts < vertices ? parts : vertices;
+    if (count > 1 && !(IsSupportedExtraSize(whole.extraSize) && HasIndependentVertices(whole))) count = 1;
+    if (count == 0 && parts != 0) count = 1;  // no vertices: the one range behaves as the whole job
+    for (uint32_t i = 0; i < count; ++i) {
+        const auto first = static_cast<uint32_t>(uint64_t{vertices} * i / count);
+        const auto next = static_cast<uint32_t>(uint64_t{vertices} * (i + 1) / count);
+        const SkinningJob part = count == 1 ? whole : VertexRange(whole, first, next - first);
+        std::memcpy(&ranges[i].job, &part, sizeof part);
+        std::memset(ranges[i].carry, 0, sizeof ranges[i].carry);
+    }
+    return count;
+}
+
+QuorvanSkinningResult QuorvanSkinningFullRange(const QuorvanSkinningPalette* palette, QuorvanSkinningRange* range) {
+    SkinningCarry carry{};
+    const QuorvanSkinningResult result = Skin(Operation::Full, palette, range->job, carry);
+    std::memcpy(range->carry, &carry, sizeof carry);
+    return result;
+}
+
+QuorvanSkinningResult QuorvanSkinningStitch(const QuorvanSkinningPalette* palette, const QuorvanSkinningRange* ranges,
+                                            uint32_t count) {
+    if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
+    if (count < 2) return QuorvanSkinningDone;
+    if (!IsSupportedExtraSize(ranges[0].job.extraSize)) return QuorvanSkinningUnsupportedExtraSize;
+    const SseKernelTable& full = VectorKernelsFor(Path()).skinningFull;
+    SkinningCarry carry = CarryOf(ranges[0]);
+    for (uint32_t r = 1; r < count; ++r)
+        carry = ContinueRange(full, Bones(palette), JobOf(ranges[r].job), CarryOf(ranges[r]), carry);
+    return QuorvanSkinningDone;
+}
+
+const char* QuorvanSkinningVectorUnit() { return Unit() == kNoSse ? nullptr : VectorPathName(Path()); }

@@ -1,0 +1,23 @@
+#pragma once
+
+// One skinning job cut into ranges of consecutive vertices that run at the
+// same time, and put back together into the bytes of one call.
+
+#include <cstdint>
+
+#include "SseSkinning.h"
+
+// Whether the vertices of `job` can be skinned in any order and at the same
+// time: no vertex's stores reach another vertex's stores or any byte the
+// job reads.
+bool HasIndependentVertices(const SkinningJob& job);
+
+// Vertices [first, first + count) of `job` as a job of their own.
+SkinningJob VertexRange(const SkinningJob& job, uint32_t first, uint32_t count);
+
+// After `range`, a part of a SkinningFull job, ran from +0 sums and left
+// `rangeCarry`, while the true sums carried into its first vertex are
+// `into`: skins again the vertices whose bytes that changes and returns the
+// sums the range truly carries on. `full` is the kernel table it ran with.
+SkinningCarry ContinueRange(const SseKernelTable& full, const SseBonePalette& palette, const SkinningJob& range,
+                            const SkinningCarry& rangeCarry, const SkinningCarry& into);
