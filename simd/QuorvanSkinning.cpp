@@ -3,35 +3,15 @@
 
 #include "../Cross/Quorvan/QuorvanSkinning.h"
 
-#include <cstddef>
 #include <cstring>
 
 #include "SkinningRanges.h"
 #include "VectorKernels.h"
 
-// The public records are the internal ones under C names.
+// The palette and the carried sums are the internal records under C names.
 static_assert(sizeof(QuorvanSkinningPalette) == sizeof(SseBonePalette) &&
                   alignof(QuorvanSkinningPalette) == alignof(SseBonePalette),
               "palette layout");
-static_assert(sizeof(QuorvanSkinningJob) == sizeof(SkinningJob), "job layout");
-#define QUORVAN_SAME_FIELD(field) \
-    static_assert(offsetof(QuorvanSkinningJob, field) == offsetof(SkinningJob, field), #field)
-QUORVAN_SAME_FIELD(srcVertex);
-QUORVAN_SAME_FIELD(srcStride);
-QUORVAN_SAME_FIELD(srcExtraOffset);
-QUORVAN_SAME_FIELD(dstVertex);
-QUORVAN_SAME_FIELD(dstStride);
-QUORVAN_SAME_FIELD(dstExtraOffset);
-QUORVAN_SAME_FIELD(auxOffset);
-QUORVAN_SAME_FIELD(auxSize);
-QUORVAN_SAME_FIELD(auxBase);
-QUORVAN_SAME_FIELD(extraSize);
-QUORVAN_SAME_FIELD(vertexCount);
-QUORVAN_SAME_FIELD(hasNormal);
-QUORVAN_SAME_FIELD(hasTangents);
-QUORVAN_SAME_FIELD(hasAux);
-QUORVAN_SAME_FIELD(packedDirections);
-#undef QUORVAN_SAME_FIELD
 static_assert(sizeof(QuorvanSkinningRange::carry) == sizeof(SkinningCarry), "carry layout");
 
 namespace {
@@ -65,12 +45,6 @@ const SseBonePalette& Bones(const QuorvanSkinningPalette* palette) {
     return *reinterpret_cast<const SseBonePalette*>(palette);
 }
 
-SkinningJob JobOf(const QuorvanSkinningJob& job) {
-    SkinningJob copy;
-    std::memcpy(&copy, &job, sizeof copy);
-    return copy;
-}
-
 enum class Operation { Full, Single };
 
 QuorvanSkinningResult Skin(Operation operation, const QuorvanSkinningPalette* palette, const QuorvanSkinningJob& job,
@@ -79,7 +53,7 @@ QuorvanSkinningResult Skin(Operation operation, const QuorvanSkinningPalette* pa
     const VectorKernels& kernels = VectorKernelsFor(Path());
     const bool full = operation == Operation::Full;
     SkinningJob state;
-    const bool ran = RunSkinningCall(full ? kernels.skinningFull : kernels.skinningSingle, state, JobOf(job),
+    const bool ran = RunSkinningCall(full ? kernels.skinningFull : kernels.skinningSingle, state, job,
                                      full ? kSseFullRefusal : kSseSingleRefusal, &state, &Bones(palette), &carry);
     return ran ? QuorvanSkinningDone : QuorvanSkinningUnsupportedExtraSize;
 }
@@ -116,16 +90,16 @@ QuorvanSkinningResult QuorvanSkinningSingle(const QuorvanSkinningPalette* palett
 }
 
 uint32_t QuorvanSkinningSplit(const QuorvanSkinningJob* job, uint32_t parts, QuorvanSkinningRange* ranges) {
-    const SkinningJob whole = JobOf(*job);
+    const SkinningJob& whole = *job;
     const uint32_t vertices = whole.vertexCount;
     uint32_t count = parts < vertices ? parts : vertices;
     if (count > 1 && !(IsSupportedExtraSize(whole.extraSize) && HasIndependentVertices(whole))) count = 1;
     if (count == 0 && parts != 0) count = 1;  // no vertices: the one range behaves as the whole job
+    // The first `vertices % count` ranges take one vertex more.
+    const uint32_t share = count ? vertices / count : 0, more = count ? vertices % count : 0;
     for (uint32_t i = 0; i < count; ++i) {
-        const auto first = static_cast<uint32_t>(uint64_t{vertices} * i / count);
-        const auto next = static_cast<uint32_t>(uint64_t{vertices} * (i + 1) / count);
-        const SkinningJob part = count == 1 ? whole : VertexRange(whole, first, next - first);
-        std::memcpy(&ranges[i].job, &part, sizeof part);
+        const uint32_t first = i * share + (i < more ? i : more);
+        ranges[i].job = count == 1 ? whole : VertexRange(whole, first, share + (i < more ? 1 : 0));
         std::memset(ranges[i].carry, 0, sizeof ranges[i].carry);
     }
     return count;
@@ -146,7 +120,7 @@ QuorvanSkinningResult QuorvanSkinningStitch(const QuorvanSkinningPalette* palett
     const SseKernelTable& full = VectorKernelsFor(Path()).skinningFull;
     SkinningCarry carry = CarryOf(ranges[0]);
     for (uint32_t r = 1; r < count; ++r)
-        carry = ContinueRange(full, Bones(palette), JobOf(ranges[r].job), CarryOf(ranges[r]), carry);
+        carry = ContinueRange(full, Bones(palette), ranges[r].job, CarryOf(ranges[r]), carry);
     return QuorvanSkinningDone;
 }
 

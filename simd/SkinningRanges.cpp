@@ -73,10 +73,9 @@ const uint8_t* Advanced(const uint8_t* address, uint32_t stride, uint32_t vertic
 
 // The fourth lane of a sum is never stored, and lanes do not mix.
 bool SameStoredLanes(const SkinningCarry& a, const SkinningCarry& b) {
-    for (const auto sums : {&SkinningCarry::position, &SkinningCarry::normal, &SkinningCarry::tangent,
-                            &SkinningCarry::binormal})
-        if (std::memcmp(a.*sums, b.*sums, 3 * sizeof(float)) != 0) return false;
-    return true;
+    const auto same = [](const float (&x)[4], const float (&y)[4]) { return std::memcmp(x, y, 3 * sizeof(float)) == 0; };
+    return same(a.position, b.position) && same(a.normal, b.normal) && same(a.tangent, b.tangent) &&
+           same(a.binormal, b.binormal);
 }
 
 }  // namespace

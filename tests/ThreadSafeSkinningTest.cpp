@@ -49,12 +49,6 @@ struct ArenaJob {
     }
 };
 
-QuorvanSkinningJob Public(const SkinningJob& job) {
-    QuorvanSkinningJob copy;
-    std::memcpy(&copy, &job, sizeof copy);
-    return copy;
-}
-
 // Now and then NaN, an infinity or a signed zero, at a rate of one in
 // `rarity` (never when 0). The NaN is the processor's own: which of two NaNs
 // a sum keeps depends on operand order, which only the interface pins down.
@@ -175,7 +169,7 @@ TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheInterface
             const std::vector<uint8_t> expected = InterfaceResult(operation, a);
 
             std::vector<uint8_t> memory = a.arena;
-            const QuorvanSkinningJob whole = Public(a.In(memory));
+            const QuorvanSkinningJob whole = a.In(memory);
             const QuorvanSkinningJob before = whole;
             ASSERT_EQ(operation == Operation::Full ? QuorvanSkinningFull(m_palette.get(), &whole)
                                                    : QuorvanSkinningSingle(m_palette.get(), &whole),
@@ -187,7 +181,7 @@ TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheInterface
             std::vector<QuorvanSkinningRange> ranges(vertices + 1);
             for (uint32_t parts = 1; parts <= vertices + 1; ++parts) {
                 memory = a.arena;
-                const QuorvanSkinningJob job = Public(a.In(memory));
+                const QuorvanSkinningJob job = a.In(memory);
                 const uint32_t count = QuorvanSkinningSplit(&job, parts, ranges.data());
                 ASSERT_EQ(count, a.job.dstStride == a.job.srcStride && a.dstAt == a.srcAt ? 1 : std::min(parts, vertices));
                 std::vector<uint32_t> order(count);
@@ -219,7 +213,7 @@ TEST_F(ThreadSafeSkinningTest, RangesOnThreadsWithTwoPalettesAtOnce) {
     constexpr uint32_t kParts = 8;
     QuorvanSkinningRange ranges[2][kParts];
     for (int m = 0; m < 2; ++m) {
-        const QuorvanSkinningJob job = Public(meshes[m].In(memory[m]));
+        const QuorvanSkinningJob job = meshes[m].In(memory[m]);
         ASSERT_EQ(QuorvanSkinningSplit(&job, kParts, ranges[m]), kParts);
     }
     std::atomic<uint32_t> next{0};
@@ -247,8 +241,7 @@ TEST_F(ThreadSafeSkinningTest, JobsWhoseVerticesReachEachOtherStayWhole) {
     const auto parts = [&](void (*change)(SkinningJob&)) {
         SkinningJob job = a.In(memory);
         change(job);
-        const QuorvanSkinningJob copy = Public(job);
-        return QuorvanSkinningSplit(&copy, 4, ranges);
+        return QuorvanSkinningSplit(&job, 4, ranges);
     };
     EXPECT_EQ(parts([](SkinningJob&) {}), 4u);
     // The tangents' stores end 48 bytes into a vertex.
@@ -277,7 +270,7 @@ TEST_F(ThreadSafeSkinningTest, JobsWhoseVerticesReachEachOtherStayWhole) {
     job.dstVertex = dst.data();
     job.vertexCount = 1;
     job.extraSize = 6;
-    QuorvanSkinningJob refused = Public(job);
+    QuorvanSkinningJob refused = job;
     refused.vertexCount = 12;
     ASSERT_EQ(QuorvanSkinningSplit(&refused, 4, ranges), 1u);
     EXPECT_EQ(QuorvanSkinningFullRange(m_palette.get(), &ranges[0]), QuorvanSkinningUnsupportedExtraSize);

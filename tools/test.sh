@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# Builds Quorvan every way it ships and runs every test: x86-64 (plain and
-# under AddressSanitizer/UndefinedBehaviorSanitizer), i386 natively and on
+# Builds Quorvan every way it ships and runs every test: x86-64 (plain, under
+# AddressSanitizer/UndefinedBehaviorSanitizer, and the thread-safe calls
+# under ThreadSanitizer), i386 natively and on
 # emulated processors, and the Windows DLLs of both C++ ABIs (MinGW's and
 # Microsoft's).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/install-dependencies.sh test
 export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
-for preset in x86_64 x86_64-sanitize i386 mingw-i686 msvc-i686; do
+for preset in x86_64 x86_64-sanitize x86_64-thread i386 mingw-i686 msvc-i686; do
     echo "=== $preset"
     cmake --workflow --preset "$preset"
 done

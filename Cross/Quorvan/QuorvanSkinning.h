@@ -31,6 +31,7 @@
 #include <stdint.h>
 
 #include "QuorvanExport.h"
+#include "SkinningJob.h"
 
 #if defined(_WIN32) && !defined(_WIN64)
 #  define QUORVAN_SKINNING_CALL __cdecl
@@ -65,24 +66,8 @@ typedef enum QuorvanSkinningResult {
     QuorvanSkinningUnsupportedExtraSize = 4
 } QuorvanSkinningResult;
 
-/* The job record of the interface's SkinningJob, field for field. */
-typedef struct QuorvanSkinningJob {
-    const uint8_t* srcVertex;
-    uint32_t srcStride;
-    uint32_t srcExtraOffset;
-    uint8_t* dstVertex;
-    uint32_t dstStride;
-    uint32_t dstExtraOffset;
-    uint32_t auxOffset;
-    uint32_t auxSize;
-    const uint8_t* auxBase;
-    uint32_t extraSize;
-    uint32_t vertexCount;
-    uint8_t hasNormal;
-    uint8_t hasTangents;
-    uint8_t hasAux;
-    uint8_t packedDirections;
-} QuorvanSkinningJob;
+/* The interface's job record. */
+typedef SkinningJob QuorvanSkinningJob;
 
 /* 256 bones as the vector implementation keeps them: float rows and their
    quantised rotations, a cache line of rows per bone. It must start on a

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <stdint.h>
 
 // One run of skinned vertices, handed to Quorvan::SkinningFull or
 // Quorvan::SkinningSingle. The library copies it before use and never writes
@@ -15,7 +15,9 @@
 //
 // Strides and offsets are 32-bit and are added to the addresses as signed
 // values, so a stride may walk backwards.
-struct SkinningJob {
+//
+// Plain C as well, for the thread-safe calls (QuorvanSkinning.h).
+typedef struct SkinningJob {
     const uint8_t* srcVertex;
     uint32_t srcStride;
     uint32_t srcExtraOffset;
@@ -31,4 +33,4 @@ struct SkinningJob {
     uint8_t hasTangents;
     uint8_t hasAux;
     uint8_t packedDirections;
-};
+} SkinningJob;

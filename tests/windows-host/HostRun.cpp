@@ -2,11 +2,14 @@
 // public header, the entry points and the virtual table. It checks the
 // lifecycle through the exported statics, skins a few vertices with each
 // implementation and prints every destination byte, so the same program
-// built for Linux i386 must print exactly the same lines.
+// built for Linux i386 must print exactly the same lines. The thread-safe
+// skinning calls, with the job cut into ranges, must leave the bytes the
+// vector implementation leaves.
 //
 // Usage: HostRun; exit status 0 when every check held.
 
 #include <Quorvan/Quorvan.h>
+#include <Quorvan/QuorvanSkinning.h>
 
 #include <cstdio>
 #include <cstring>
@@ -62,12 +65,29 @@ constexpr Layout kLayouts[] = {
     {"packed-directions", 4, 1, 1, 0, 1},
 };
 
+// The bones of the thread-safe calls, loaded beside the interface's.
+QuorvanSkinningPalette g_palette;
+
 void LoadBones(Quorvan* q, Bytes& random) {
+    QuorvanSkinningResetPalette(&g_palette);
     for (uint32_t bone = 0; bone < kBones; ++bone) {
         float m[12];
         for (float& element : m) element = random.NextFloat();
         q->SetSkinningMatrix(bone, m);
+        QuorvanSkinningSetMatrix(&g_palette, bone, m);
     }
+}
+
+// The job in three ranges, run last first, then stitched.
+void SkinInRanges(const SkinningJob& job, bool single) {
+    QuorvanSkinningRange ranges[3];
+    const uint32_t count = QuorvanSkinningSplit(&job, 3, ranges);
+    Check(count == 3, "the job splits in three");
+    for (uint32_t r = count; r-- > 0;)
+        Check((single ? QuorvanSkinningSingle(&g_palette, &ranges[r].job)
+                      : QuorvanSkinningFullRange(&g_palette, &ranges[r])) == QuorvanSkinningDone,
+              "a range runs");
+    if (!single) Check(QuorvanSkinningStitch(&g_palette, ranges, count) == QuorvanSkinningDone, "the stitch runs");
 }
 
 // Source vertices: random bytes, with floats where floats are read, bone
@@ -96,7 +116,7 @@ void PrintBytes(const char* implementation, const char* operation, const Layout&
     std::printf("\n");
 }
 
-void Skin(Quorvan* q, const char* implementation) {
+void Skin(Quorvan* q, const char* implementation, bool vector) {
     Bytes random;
     LoadBones(q, random);
     for (const Layout& layout : kLayouts) {
@@ -129,6 +149,13 @@ void Skin(Quorvan* q, const char* implementation) {
             else
                 q->SkinningFull(&job);
             PrintBytes(implementation, single ? "SkinningSingle" : "SkinningFull", layout, dst, sizeof dst);
+
+            if (!vector) continue;
+            uint8_t interfaceBytes[sizeof dst];
+            std::memcpy(interfaceBytes, dst, sizeof dst);
+            std::memset(dst, kCanary, sizeof dst);
+            SkinInRanges(job, single);
+            Check(std::memcmp(dst, interfaceBytes, sizeof dst) == 0, "ranges leave the interface's bytes");
         }
     }
 }
@@ -139,7 +166,7 @@ void Run(bool skipDetection, const char* implementation) {
     Check(Quorvan::s_refCount == 1, "one user counted");
     Quorvan* q = Quorvan::i();
     Check(q != nullptr && q == Quorvan::s_pQuorvan, "i() is the exported instance");
-    if (q) Skin(q, implementation);
+    if (q) Skin(q, implementation, !skipDetection);
     Quorvan::Shutdown();
     Check(Quorvan::i() == nullptr && Quorvan::s_pQuorvan == nullptr && Quorvan::s_refCount == 0,
           "the last Shutdown deletes the instance");

@@ -1,0 +1,128 @@
+// The thread-safe SkinningFull on 1, 2 and all hardware threads: one mesh of
+// 1,000,000 vertices (4 influences, float normal, tangent and binormal) cut
+// into one range per thread, the ranges run at once and stitched. In the
+// same run: the whole job as one call on one thread, and the engine's own
+// matrix-blend loop (EngineSkinning.h) on the same number of threads, each
+// thread taking an equal share of the vertices. The stitch's share of the
+// time is reported as well.
+
+#include <Quorvan/QuorvanSkinning.h>
+
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Compare.h"
+#include "EngineSkinning.h"
+
+namespace {
+
+constexpr uint32_t kVertices = 1000000, kSrcStride = 56, kDstStride = 48;
+constexpr unsigned kBones = 64;
+
+struct Mesh {
+    std::vector<uint8_t> src = std::vector<uint8_t>(size_t{kVertices} * kSrcStride);
+    std::vector<uint8_t> dst = std::vector<uint8_t>(size_t{kVertices} * kDstStride);
+    std::vector<uint8_t> engineDst = dst;
+    float bones[kBones][12];
+
+    Mesh() {
+        std::mt19937 random(11);
+        std::uniform_real_distribution<float> unit(-1, 1);
+        for (auto& bone : bones)
+            for (float& e : bone) e = unit(random);
+        for (uint32_t v = 0; v < kVertices; ++v) {
+            uint8_t* p = src.data() + size_t{v} * kSrcStride;
+            float floats[12];
+            for (float& f : floats) f = unit(random) * 10;
+            std::memcpy(p, floats, 12);
+            std::memcpy(p + 20, floats + 3, 36);
+            for (int i = 0; i < 4; ++i) p[12 + i] = static_cast<uint8_t>(random() % kBones);
+            const uint8_t weights[4] = {64, 64, 64, 63};
+            std::memcpy(p + 16, weights, 4);
+        }
+    }
+};
+
+// `work(part)` for parts 0 to count - 1, each on a thread of its own but the
+// last, which the calling thread takes.
+template <class Work>
+void OnThreads(uint32_t count, Work work) {
+    std::vector<std::thread> threads;
+    for (uint32_t part = 0; part + 1 < count; ++part) threads.emplace_back(work, part);
+    work(count - 1);
+    for (std::thread& thread : threads) thread.join();
+}
+
+void ThreadedSkinningFull(benchmark::State& state) {
+    const auto threads = static_cast<uint32_t>(state.range(0));
+    static Mesh mesh;
+    std::unique_ptr<QuorvanSkinningPalette> palette(new QuorvanSkinningPalette);
+    if (QuorvanSkinningResetPalette(palette.get()) != QuorvanSkinningDone) {
+        state.SkipWithError("the processor has no SSE");
+        return;
+    }
+    for (unsigned b = 0; b < kBones; ++b) QuorvanSkinningSetMatrix(palette.get(), b, mesh.bones[b]);
+
+    QuorvanSkinningJob job{};
+    job.srcVertex = mesh.src.data();
+    job.srcStride = kSrcStride;
+    job.dstVertex = mesh.dst.data();
+    job.dstStride = kDstStride;
+    job.vertexCount = kVertices;
+    job.hasNormal = job.hasTangents = 1;
+
+    std::vector<QuorvanSkinningRange> ranges(threads);
+    if (QuorvanSkinningSplit(&job, threads, ranges.data()) != threads) {
+        state.SkipWithError("the job was not split");
+        return;
+    }
+    double stitchSeconds = 0;
+    const auto split = [&] {
+        OnThreads(threads, [&](uint32_t part) { QuorvanSkinningFullRange(palette.get(), &ranges[part]); });
+        const auto start = std::chrono::steady_clock::now();
+        QuorvanSkinningStitch(palette.get(), ranges.data(), threads);
+        stitchSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    const auto oneCall = [&] { QuorvanSkinningFull(palette.get(), &job); };
+    const auto engine = [&] {
+        OnThreads(threads, [&](uint32_t part) {
+            const uint32_t first = static_cast<uint32_t>(uint64_t{kVertices} * part / threads);
+            const uint32_t next = static_cast<uint32_t>(uint64_t{kVertices} * (part + 1) / threads);
+            EngineSkinVertices(mesh.src.data() + size_t{first} * kSrcStride, kSrcStride,
+                               mesh.engineDst.data() + size_t{first} * kDstStride, kDstStride, next - first,
+                               &mesh.bones[0][0], EngineDirections::Float);
+        });
+    };
+
+    // The split job leaves the bytes of the one call.
+    split();
+    const std::vector<uint8_t> splitBytes = mesh.dst;
+    oneCall();
+    if (splitBytes != mesh.dst) {
+        state.SkipWithError("the ranges do not leave the bytes of one call");
+        return;
+    }
+    stitchSeconds = 0;
+
+    CompareWithBaselines(state, kVertices, "vertex", split, {{"one_call", oneCall}, {"matrix_blend", engine}});
+    state.counters["stitch_percent"] = 100 * stitchSeconds / (state.iterations() * state.counters["ns_per_vertex"] * 1e-9 * kVertices);
+    state.SetLabel(std::to_string(threads) + " thread(s), " + QuorvanSkinningVectorUnit());
+}
+
+const bool kRegistered = [] {
+    const unsigned all = std::thread::hardware_concurrency();
+    auto* bench = benchmark::RegisterBenchmark("ThreadedSkinningFull", ThreadedSkinningFull)
+                      ->ArgName("threads")
+                      ->Arg(1)
+                      ->Arg(2);
+    if (all > 2) bench->Arg(static_cast<int64_t>(all));
+    bench->UseManualTime()->Unit(benchmark::kMillisecond);
+    return true;
+}();
+
+}  // namespace
