@@ -237,36 +237,39 @@ TEST_F(ThreadSafeSkinningTest, JobsWhoseVerticesReachEachOtherStayWhole) {
     std::mt19937 random(3);
     const ArenaJob a = RandomJob(random, 12, 0, false);
     std::vector<uint8_t> memory = a.arena;
-    QuorvanSkinningRange ranges[4];
-    const auto parts = [&](void (*change)(SkinningJob&)) {
-        SkinningJob job = a.In(memory);
-        change(job);
-        return QuorvanSkinningSplit(&job, 4, ranges);
+    // Float directions in the destination, with pass-through bytes over the
+    // position: the vertex's stores end where its last vector (or the spill
+    // of a whole SkinningSingle store) does.
+    struct Case {
+        const char* what;
+        uint8_t normal, tangents;
+        uint32_t extraSize, dstStride, parts;
     };
-    EXPECT_EQ(parts([](SkinningJob&) {}), 4u);
-    // The tangents' stores end 48 bytes into a vertex.
-    EXPECT_EQ(parts([](SkinningJob& j) {
-                  j.hasTangents = 1, j.packedDirections = 0, j.extraSize = 0, j.hasAux = 0, j.dstStride = 44;
-              }),
-              1u);
-    EXPECT_EQ(parts([](SkinningJob& j) {
-                  j.hasTangents = 1, j.packedDirections = 0, j.extraSize = 0, j.hasAux = 0, j.dstStride = 48;
-              }),
-              4u);
-    // The auxiliary stream read from the destination.
-    EXPECT_EQ(parts([](SkinningJob& j) {
-                  j.hasAux = 1, j.auxSize = 4, j.auxBase = j.dstVertex, j.auxOffset = 0;
-              }),
-              1u);
-    // The pass-through bytes read from the destination.
-    EXPECT_EQ(parts([](SkinningJob& j) {
-                  j.extraSize = 4, j.srcExtraOffset = static_cast<uint32_t>(j.dstVertex - j.srcVertex);
-              }),
-              1u);
+    const Case cases[] = {
+        {"tangents end at 48", 1, 1, 0, 48, 4},
+        {"tangents end at 48, not 44", 1, 1, 0, 44, 1},
+        {"a spill behind the binormal ends at 52", 1, 1, 4, 50, 1},
+        {"a normal alone with one word does not spill", 1, 0, 4, 24, 4},
+        {"a normal alone with two words spills to 28", 1, 0, 8, 24, 1},
+    };
+    QuorvanSkinningRange ranges[4];
+    for (const Case& c : cases) {
+        SkinningJob job = a.In(memory);
+        job.hasNormal = c.normal, job.hasTangents = c.tangents, job.packedDirections = 0, job.hasAux = 0;
+        job.extraSize = c.extraSize, job.dstExtraOffset = 0, job.dstStride = c.dstStride;
+        EXPECT_EQ(QuorvanSkinningSplit(&job, 4, ranges), c.parts) << c.what;
+    }
+    // What the job reads, in the destination.
+    SkinningJob job = a.In(memory);
+    job.hasAux = 1, job.auxSize = 4, job.auxBase = job.dstVertex, job.auxOffset = 0;
+    EXPECT_EQ(QuorvanSkinningSplit(&job, 4, ranges), 1u) << "auxiliary bytes";
+    job = a.In(memory);
+    job.extraSize = 4, job.srcExtraOffset = static_cast<uint32_t>(job.dstVertex - job.srcVertex);
+    EXPECT_EQ(QuorvanSkinningSplit(&job, 4, ranges), 1u) << "pass-through bytes";
 
     // An unsupported size is kept whole so that its one run reports it.
     CanaryBuffer dst(64);
-    SkinningJob job = a.In(memory);
+    job = a.In(memory);
     job.dstVertex = dst.data();
     job.vertexCount = 1;
     job.extraSize = 6;
