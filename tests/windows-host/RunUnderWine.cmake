@@ -7,7 +7,7 @@ find_program(WINE wine)
 if(NOT WINE)
   message("SKIPPED: Wine is not installed, so the Windows host program does not run here; "
           "everything else about the Windows build was checked. To run it: "
-          "dpkg --add-architecture i386 && apt-get update && apt-get install wine wine32:i386")
+          "tools/install-wine.sh")
   return()
 endif()
 
