@@ -76,6 +76,7 @@ TEST_F(EmulatedProcessorTest, RunsTheWidestVectorPath) {
     EXPECT_EQ(s_vectorKernels, &VectorKernelsFor(widest));
     std::printf("vector path: %s\n", VectorPathName(widest));
     RecordProperty("vector_path", VectorPathName(widest));
-    if (const char* expected = std::getenv("QUORVAN_EXPECT_VECTOR_PATH"))
+    if (const char* expected = std::getenv("QUORVAN_EXPECT_VECTOR_PATH")) {
         EXPECT_STREQ(VectorPathName(widest), expected);
+    }
 }
