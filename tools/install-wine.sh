@@ -22,7 +22,7 @@ export DEBIAN_FRONTEND=noninteractive
 
 codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
 [ -n "$codename" ] || fail "/etc/os-release names no Debian release"
-mirror=$(apt-get indextargets --format '$(REPO_URI)' "Release: $codename" "Target-Of: deb" | head -n 1)
+mirror=$(apt-get indextargets --no-release-info --format '$(REPO_URI)' "Release: $codename" "Target-Of: deb" | head -n 1)
 [ -n "$mirror" ] || fail "no apt source of the machine lists Debian's $codename suite"
 
 echo "Installing wine wine32:i386 from $mirror $codename $codename-updates"
