@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -13,6 +12,12 @@
 #include "../simd/SseBonePalette.h"
 #include "HostCapture.h"
 #include "Lifecycle.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
 
 using FrameTest = LibraryTest;
 
@@ -186,8 +191,13 @@ TEST(InterfaceTest, SkinningJobFieldsSitWhereHostsPutThem) {
 extern MMOverloads moduleOverloads;
 
 TEST(ModuleTest, TheAllocatorObjectNamesTheModuleThatHoldsIt) {
+    EXPECT_NE(moduleOverloads.module(), nullptr);
+#if defined(_WIN32)
+    // Linked statically, the library is part of the program.
+    EXPECT_EQ(moduleOverloads.module(), GetModuleHandleA(nullptr));
+#else
     Dl_info info{};
     ASSERT_NE(dladdr(&moduleOverloads, &info), 0);
-    EXPECT_NE(moduleOverloads.module(), nullptr);
     EXPECT_EQ(moduleOverloads.module(), info.dli_fbase);
+#endif
 }

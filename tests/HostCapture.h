@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <host/HostExport.h>
+
 struct HostReport {
     std::string file;
     int line;
@@ -16,11 +18,12 @@ struct HostReport {
 // handler does not return.
 struct HostAbort {};
 
+// Exported where the capture is a host library of its own (Windows).
 namespace HostCapture {
-const std::vector<std::string>& Traces();
-const std::vector<HostReport>& Reports();
+QUORVAN_HOST_API const std::vector<std::string>& Traces();
+QUORVAN_HOST_API const std::vector<HostReport>& Reports();
 // Forgets everything and lets dbFatalfAux return again.
-void Clear();
+QUORVAN_HOST_API void Clear();
 // Until the next Clear(), dbFatalfAux throws HostAbort.
-void AbortOnFatal();
+QUORVAN_HOST_API void AbortOnFatal();
 }  // namespace HostCapture

@@ -48,6 +48,7 @@ TEST_P(ANDMaskMemoryTest, VectorFormReportsAnOddCountBeforeItWalks) {
     EXPECT_EQ(words[0], 1u);
 }
 
+// Walks into an unreadable page (mmap) and catches the fault: Linux only.
 #ifdef __linux__
 sigjmp_buf s_faulted;
 void OnFault(int) { siglongjmp(s_faulted, 1); }
@@ -64,12 +65,8 @@ bool Faults(const std::function<void()>& walk) {
     asm volatile("emms");
     return faulted;
 }
-#endif
 
 TEST_P(ANDMaskMemoryTest, OddCountWalksOnInPairsUntilItFaults) {
-#ifndef __linux__
-    GTEST_SKIP() << "needs mmap";
-#else
     if (!Vector()) GTEST_SKIP() << "the scalar form takes any count";
     GuardedPage page;
     ASSERT_TRUE(page.Ok());
@@ -88,8 +85,8 @@ TEST_P(ANDMaskMemoryTest, OddCountWalksOnInPairsUntilItFaults) {
                 EXPECT_EQ(words[k], k < gap / 2 * 2 ? 0x00FF0000 | (k & 0xFF) : 0xFFFF0000 | k)
                     << "count " << count << ", gap " << gap << ", word " << k;
         }
-#endif
 }
+#endif
 
 TEST_P(TestMaskRectTest, EmptyBlockOrMaskFindsNothing) {
     const std::vector<uint32_t> ones(64, ~0u);
@@ -129,10 +126,8 @@ TEST_P(TestMaskRectTest, FindsABitExactlyWhenItsWordIsInTheBlock) {
             }
 }
 
+#ifdef __linux__  // needs mmap
 TEST_P(TestMaskRectTest, StopsAtTheFirstHitBeforeAnUnreadablePage) {
-#ifndef __linux__
-    GTEST_SKIP() << "needs mmap";
-#else
     GuardedPage page;
     ASSERT_TRUE(page.Ok());
     auto* end = reinterpret_cast<uint32_t*>(page.End());
@@ -145,8 +140,8 @@ TEST_P(TestMaskRectTest, StopsAtTheFirstHitBeforeAnUnreadablePage) {
             EXPECT_TRUE(Impl().TestMaskRect(row, width, 1, 0, 0x30)) << before << ", " << width;
             EXPECT_TRUE(Impl().TestMaskRect(row, width, 3, 4096, 0x10)) << before << ", " << width;
         }
-#endif
 }
+#endif
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 # The Windows build for hosts compiled with the Microsoft compiler: what such
-# a host relies on, checked without Windows. Only running the host program
-# needs a Windows environment (Wine), and is skipped where there is none.
+# a host relies on, checked without Windows, then its programs run under Wine
+# where Wine is installed.
 find_program(LLVM_READOBJ llvm-readobj REQUIRED)
 
 add_test(NAME virtual-tables
@@ -16,13 +16,14 @@ add_test(NAME instruction-sets
 # Linking it against Quorvan.lib is itself a check: no symbol may stay
 # unresolved.
 add_subdirectory(windows-host)
+if(NOT QUORVAN_WINE)
+  return()
+endif()
 add_test(NAME windows-host.wine
-         COMMAND ${CMAKE_COMMAND} -DHOST=$<TARGET_FILE:HostRun> -DQUORVAN_SOURCE=${PROJECT_SOURCE_DIR}
+         COMMAND ${CMAKE_COMMAND} -DWINE=${WINE} -DHOST=$<TARGET_FILE:HostRun> -DQUORVAN_SOURCE=${PROJECT_SOURCE_DIR}
                  -DWORK=${CMAKE_CURRENT_BINARY_DIR}/windows-host -DGENERATOR=${CMAKE_GENERATOR}
                  -P ${CMAKE_CURRENT_SOURCE_DIR}/windows-host/RunUnderWine.cmake)
-set_tests_properties(windows-host.wine PROPERTIES SKIP_REGULAR_EXPRESSION "SKIPPED:" TIMEOUT 900 RUN_SERIAL TRUE)
-find_program(WINE wine)
-if(NOT WINE)
-  message(STATUS "Wine not found: the Windows host program is built and linked, but windows-host.wine "
-                 "will be skipped")
-endif()
+set_tests_properties(windows-host.wine PROPERTIES TIMEOUT 900 RUN_SERIAL TRUE FIXTURES_REQUIRED wine
+                     ENVIRONMENT "${QUORVAN_WINE_ENVIRONMENT}")
+add_test(NAME windows-host.probe-faults COMMAND ProbeFaults)
+set_tests_properties(windows-host.probe-faults PROPERTIES SKIP_REGULAR_EXPRESSION "SKIPPED:" FIXTURES_REQUIRED wine)

@@ -1,6 +1,5 @@
 #include <cpuid.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <cstring>
 #include <thread>
@@ -10,6 +9,12 @@
 
 #include "../Cross/Quorvan/ProcessorProbe.h"
 #include "Emulator.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <signal.h>
+#endif
 
 namespace {
 
@@ -114,6 +119,25 @@ TEST(ProbeTest, ManyThreadsMayProbeAtOnce) {
     for (std::size_t t = 0; t < wrong.size(); ++t) EXPECT_EQ(wrong[t], 0) << "thread " << t;
 }
 
+#if defined(_WIN32)
+namespace {
+volatile LONG g_hostHandlerCalls = 0;
+LONG CALLBACK HostExceptionHandler(EXCEPTION_POINTERS*) {
+    ++g_hostHandlerCalls;
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+}  // namespace
+
+// The probes' handler comes first and keeps their faults to itself.
+TEST(ProbeTest, TheHostsOwnHandlerSeesNoProbeFault) {
+    void* mine = AddVectoredExceptionHandler(1, HostExceptionHandler);
+    ASSERT_NE(mine, nullptr);
+    ProcessorProbe::FeatureRunsOnOS(Feature3DNow);
+    _cpuid(nullptr);
+    RemoveVectoredExceptionHandler(mine);
+    EXPECT_EQ(g_hostHandlerCalls, 0);
+}
+#else
 namespace {
 volatile sig_atomic_t g_hostHandlerCalls = 0;
 void HostIllegalInstructionHandler(int) { g_hostHandlerCalls = g_hostHandlerCalls + 1; }
@@ -132,3 +156,4 @@ TEST(ProbeTest, TheHostsOwnHandlerIsBackAfterProbing) {
     EXPECT_EQ(after.sa_handler, &HostIllegalInstructionHandler);
     EXPECT_EQ(g_hostHandlerCalls, 0);
 }
+#endif

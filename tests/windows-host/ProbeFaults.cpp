@@ -1,0 +1,54 @@
+// The guarded probes of the Microsoft-ABI build: a probe whose instruction
+// faults answers "not supported" and the program carries on, the structured
+// handler having caught the fault. Each answer is compared with what CPUID
+// says of the processor. 3DNow! is the probe that faults on every processor
+// of the last decade.
+//
+// Usage: ProbeFaults; exit status 0 when every probe answered right.
+
+#include <cpuid.h>
+
+#include <cstdio>
+
+#include "../../Cross/Quorvan/ProcessorInfo.h"
+#include "../../Cross/Quorvan/ProcessorProbe.h"
+
+namespace {
+
+int ReportedFeatures() {
+    unsigned eax, ebx, ecx, edx;
+    int features = 0;
+    __cpuid(1, eax, ebx, ecx, edx);
+    if (edx & (1u << 23)) features |= FeatureMMX;
+    if (edx & (1u << 25)) features |= FeatureSSE;
+    if (edx & (1u << 26)) features |= FeatureSSE2;
+    __cpuid(0x80000000u, eax, ebx, ecx, edx);
+    if (eax >= 0x80000001u) {
+        __cpuid(0x80000001u, eax, ebx, ecx, edx);
+        if (edx & (1u << 31)) features |= Feature3DNow;
+    }
+    return features;
+}
+
+}  // namespace
+
+int main() {
+    const struct {
+        int bit;
+        const char* name;
+    } probes[] = {{FeatureMMX, "MMX"}, {FeatureSSE, "SSE"}, {FeatureSSE2, "SSE2"}, {Feature3DNow, "3DNow!"}};
+    const int features = ReportedFeatures();
+    int failures = 0, faults = 0;
+    for (const auto& probe : probes) {
+        const int expected = features & probe.bit ? 1 : 0;
+        const int runs = ProcessorProbe::FeatureRunsOnOS(probe.bit);
+        std::printf("%s: %s\n", probe.name, runs ? "runs" : "not supported");
+        if (runs != expected) {
+            std::printf("FAILED: the processor %s %s\n", expected ? "has" : "lacks", probe.name);
+            ++failures;
+        }
+        faults += !expected;
+    }
+    if (!failures && !faults) std::printf("SKIPPED: this processor runs every probed instruction; none faulted\n");
+    return failures ? 1 : 0;
+}
