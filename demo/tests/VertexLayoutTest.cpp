@@ -1,5 +1,5 @@
-// The vertex layouts written for each implementation, run through the real
-// library: every influence count, a rigid vertex, float and packed
+// The vertex layouts the demo writes for each implementation, run through the
+// real library: every influence count, a rigid vertex, float and packed
 // directions, against sums worked out here in double precision.
 
 #include "SkinnedCharacter.h"
@@ -8,9 +8,6 @@
 
 #include <cmath>
 #include <limits>
-
-#include "Library.h"
-#include "PlainSkinning.h"
 
 namespace {
 
@@ -42,13 +39,9 @@ std::vector<PaletteMatrix> Palette() {
     return palette;
 }
 
-struct Expected {
-    Vec3 position, normal, tangent;
-};
-
 // Σ weight/255 · bone(v), straight from the palette and the weight bytes.
-Expected Blend(const MeshVertex& vertex, const PackedInfluences& p, const std::vector<PaletteMatrix>& palette) {
-    Expected sum;
+SkinnedVertex Blend(const MeshVertex& vertex, const PackedInfluences& p, const std::vector<PaletteMatrix>& palette) {
+    SkinnedVertex sum{};
     for (int i = 0; i < p.count; ++i) {
         const PaletteMatrix& m = palette[p.bones[i]];
         const double w = p.weights[i] / 255.0;
@@ -60,15 +53,6 @@ Expected Blend(const MeshVertex& vertex, const PackedInfluences& p, const std::v
     }
     return sum;
 }
-
-}  // namespace
-
-void PrintTo(Implementation implementation, std::ostream* out) { *out << ImplementationName(implementation); }
-void PrintTo(Directions directions, std::ostream* out) {
-    *out << (directions == Directions::Float ? "float" : "packed");
-}
-
-namespace {
 
 class VertexLayoutTest : public ::testing::TestWithParam<std::tuple<Implementation, Directions>> {};
 
@@ -84,45 +68,33 @@ TEST_P(VertexLayoutTest, EveryInfluenceCountSkinsAsDocumented) {
     for (const MeshVertex& vertex : mesh.vertices) influences.push_back(QuantiseInfluences(vertex.influences));
     const std::vector<PaletteMatrix> palette = Palette();
 
-    Library library(implementation);
+    const bool scalar = implementation == Implementation::Scalar;
+    ASSERT_TRUE(Quorvan::Initialize(scalar, 6));
     SkinnedCharacter character(mesh, influences, implementation, directions);
     ASSERT_EQ(character.BlendedCount(), 3u);
     ASSERT_EQ(character.RigidCount(), 2u);
-    character.LoadPose(*library, palette);
-    character.SkinBlended(*library);
-    character.SkinRigid(*library);
+    character.LoadPose(*Quorvan::i(), palette);
+    character.SkinBlended(*Quorvan::i());
+    character.SkinRigid(*Quorvan::i());
+    Quorvan::Shutdown();
 
-    // The plain C++ loops the library is timed against do the same work,
-    // though with weights scaled to 1 whatever the implementation.
-    const VertexFormat& format = character.Format();
-    std::vector<uint8_t> plain(mesh.vertices.size() * format.dstStride), matrixBlend(plain.size());
-    PlainSkin(character.Source(), plain.data(), 3, format, palette, implementation, false);
-    PlainSkin(character.Source() + 3 * format.srcStride, plain.data() + 3 * format.dstStride, 2, format, palette,
-              implementation, true);
-    PlainSkinBlendingMatrices(character.Source(), matrixBlend.data(), 3, format, palette, implementation);
-
-    const bool scalar = implementation == Implementation::Scalar;
     const double directionTolerance = directions == Directions::Float ? 1e-5 : 0.08;
     for (uint32_t v = 0; v < mesh.vertices.size(); ++v) {
         SCOPED_TRACE("vertex " + std::to_string(v));
-        const bool rigid = IsRigid(influences[v]);
-        const Expected expected = Blend(mesh.vertices[v], influences[v], palette);
-        const auto check = [&](const SkinnedVertex& got, double scale) {
-            EXPECT_LE(LargestDifference(got.position, expected.position * scale), 1e-5 * scale);
-            // Quorvan_std renormalises blended normals and writes no tangents.
-            EXPECT_LE(LargestDifference(got.normal, scalar && !rigid ? Normalised(expected.normal) : expected.normal),
-                      directionTolerance);
-            if (!scalar) {
-                EXPECT_LE(LargestDifference(got.tangent, expected.tangent), directionTolerance);
-            }
-            EXPECT_EQ(got.u, 0.25f);
-            EXPECT_EQ(got.v, 0.75f);
-        };
-        // Quorvan_std blends with unscaled weight bytes; rigid vertices come
-        // out at full weight from both.
-        check(character.Read(v), scalar && !rigid ? 255 : 1);
-        check(ReadSkinnedVertex(plain.data() + v * format.dstStride, format, implementation), 1);
-        if (!rigid) check(ReadSkinnedVertex(matrixBlend.data() + v * format.dstStride, format, implementation), 1);
+        const bool blended = !IsRigid(influences[v]);
+        const SkinnedVertex expected = Blend(mesh.vertices[v], influences[v], palette), got = character.Read(v);
+        // Quorvan_std blends with unscaled weight bytes, renormalises blended
+        // normals and writes no tangents; rigid vertices come out at full
+        // weight from both.
+        const double scale = scalar && blended ? 255 : 1;
+        EXPECT_LE(LargestDifference(got.position, expected.position * scale), 1e-5 * scale);
+        EXPECT_LE(LargestDifference(got.normal, scalar && blended ? Normalised(expected.normal) : expected.normal),
+                  directionTolerance);
+        if (!scalar) {
+            EXPECT_LE(LargestDifference(got.tangent, expected.tangent), directionTolerance);
+        }
+        EXPECT_EQ(got.u, 0.25f);
+        EXPECT_EQ(got.v, 0.75f);
     }
 }
 
@@ -140,11 +112,12 @@ TEST(VertexLayout, WeightBytesFollowEachImplementationsOrder) {
     const VertexFormat format = FormatFor(Directions::Float);
     const auto vector = WriteSourceVertices(vertices, influences, {0}, format, Implementation::Vector);
     const auto scalar = WriteSourceVertices(vertices, influences, {0}, format, Implementation::Scalar);
-    // 0.75 and 0.25 of 255 are 191.25 and 63.75: 191 and 64.
-    const std::vector<uint8_t> bones(vector.begin() + 12, vector.begin() + 16);
-    EXPECT_EQ(bones, (std::vector<uint8_t>{7, 9, 7, 7}));
-    EXPECT_EQ(std::vector<uint8_t>(vector.begin() + 16, vector.begin() + 20), (std::vector<uint8_t>{0, 64, 191, 0}));
-    EXPECT_EQ(std::vector<uint8_t>(scalar.begin() + 16, scalar.begin() + 20), (std::vector<uint8_t>{191, 64, 0, 0}));
+    // 0.75 and 0.25 of 255 are 191.25 and 63.75: 191 and 64. Unused slots
+    // repeat the first bone.
+    EXPECT_EQ(std::vector<uint8_t>(vector.begin() + 12, vector.begin() + 20),
+              (std::vector<uint8_t>{7, 9, 7, 7, 0, 64, 191, 0}));
+    EXPECT_EQ(std::vector<uint8_t>(scalar.begin() + 12, scalar.begin() + 20),
+              (std::vector<uint8_t>{7, 9, 7, 7, 191, 64, 0, 0}));
 }
 
 }  // namespace
