@@ -1,14 +1,19 @@
+// Identification against what the processor says about itself, read here
+// without the library; on the emulated processors as well, where the
+// processor differs from run to run.
+
 #include <cpuid.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include <Quorvan/Quorvan.h>
 
 #include "../Cross/Quorvan/ProcessorProbe.h"
-#include "Emulator.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -18,11 +23,10 @@
 
 namespace {
 
-// What the processor says about itself, read here without the library.
 struct OwnReading {
     char vendor[13];
     unsigned signature;
-    int features;  // Feature* bits from the CPUID words
+    int features;  // MMX 1, SSE 2, SSE2 4, 3DNow! 8
 };
 
 OwnReading ReadProcessor() {
@@ -34,84 +38,67 @@ OwnReading ReadProcessor() {
     std::memcpy(r.vendor + 8, &ecx, 4);
     __cpuid(1, eax, ebx, ecx, edx);
     r.signature = eax;
-    if (edx & (1u << 23)) r.features |= FeatureMMX;
-    if (edx & (1u << 25)) r.features |= FeatureSSE;
-    if (edx & (1u << 26)) r.features |= FeatureSSE2;
+    r.features = (edx >> 23 & 1) | (edx >> 25 & 1) << 1 | (edx >> 26 & 1) << 2;
     __cpuid(0x80000000u, eax, ebx, ecx, edx);
     if (eax >= 0x80000000u) {
         __cpuid(0x80000001u, eax, ebx, ecx, edx);
-        if (edx & (1u << 31)) r.features |= Feature3DNow;
+        r.features |= (edx >> 31) << 3;
     }
     return r;
 }
 
+// Whether the test instruction of `bit` runs here. The emulators run some
+// instructions of features their processor does not report (qemu runs SSE2
+// on a Pentium III); the emulated runs name those in the environment.
+int ShouldRun(int bit) {
+    const char* untrapped = std::getenv("QUORVAN_UNTRAPPED_FEATURES");
+    return ((ReadProcessor().features | (untrapped ? std::atoi(untrapped) : 0)) & bit) ? 1 : 0;
+}
+
 }  // namespace
 
-TEST(ProcessorTest, RecordMatchesWhatTheProcessorReports) {
+// Every byte of the record, over bytes that were there before: cleared, then
+// the vendor, the signature's fields, the features and the name.
+TEST(ProcessorTest, RecordHoldsWhatTheProcessorReports) {
     const OwnReading own = ReadProcessor();
+    _processor_info expected;
+    std::memset(&expected, 0, sizeof expected);
+    std::memcpy(expected.vendorId, own.vendor, sizeof own.vendor);
+    expected.family = static_cast<int>(own.signature >> 8 & 15);
+    expected.model = static_cast<int>(own.signature >> 4 & 15);
+    expected.stepping = static_cast<int>(own.signature & 15);
+    // Every feature the processor has runs under this operating system.
+    expected.cpuFeatures = expected.osFeatures = own.features;
+    expected.checkedFeatures = 15;
+    ProcessorProbe::NameProcessor(&expected, expected.family, expected.model);
+
     _processor_info info;
     std::memset(&info, 0xA5, sizeof info);
-
     EXPECT_EQ(_cpuid(&info), own.features);
-    EXPECT_STREQ(info.vendorId, own.vendor);
-    EXPECT_EQ(info.family, static_cast<int>((own.signature >> 8) & 15));
-    EXPECT_EQ(info.model, static_cast<int>((own.signature >> 4) & 15));
-    EXPECT_EQ(info.stepping, static_cast<int>(own.signature & 15));
-    EXPECT_EQ(info.cpuFeatures, own.features);
-    // Every feature the processor has runs under this operating system.
-    EXPECT_EQ(info.osFeatures, own.features);
-    EXPECT_EQ(info.checkedFeatures, 15);
-
-    // The record was cleared before it was filled: nothing of the old bytes
-    // survives behind the two texts.
-    const char* name = info.cpuName;
-    for (std::size_t k = std::strlen(name); k < sizeof info.cpuName; ++k)
-        EXPECT_EQ(info.cpuName[k], 0) << "cpuName byte " << k;
-    EXPECT_EQ(info.vendorId[12], 0);
-    const std::string suffix = ":f=" + std::to_string(info.family) + ",m=" + std::to_string(info.model);
-    ASSERT_GE(std::strlen(name), suffix.size());
-    EXPECT_EQ(std::string(name).substr(std::strlen(name) - suffix.size()), suffix);
-}
-
-TEST(ProcessorTest, NullRecordStillProbes) {
-    EXPECT_EQ(_cpuid(nullptr), ReadProcessor().features);
-}
-
-TEST(ProcessorTest, RecordLayoutIsFixed) {
-    EXPECT_EQ(offsetof(_processor_info, vendorId), 0u);
-    EXPECT_EQ(offsetof(_processor_info, cpuName), 13u);
-    EXPECT_EQ(offsetof(_processor_info, family), 48u);
-    EXPECT_EQ(offsetof(_processor_info, model), 52u);
-    EXPECT_EQ(offsetof(_processor_info, stepping), 56u);
-    EXPECT_EQ(offsetof(_processor_info, cpuFeatures), 60u);
-    EXPECT_EQ(offsetof(_processor_info, osFeatures), 64u);
-    EXPECT_EQ(offsetof(_processor_info, checkedFeatures), 68u);
-    EXPECT_EQ(sizeof(_processor_info), 72u);
-    EXPECT_EQ(FeatureMMX, 1);
-    EXPECT_EQ(FeatureSSE, 2);
-    EXPECT_EQ(FeatureSSE2, 4);
-    EXPECT_EQ(Feature3DNow, 8);
+    EXPECT_EQ(_cpuid(nullptr), own.features);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&info);
+    const auto* expectedBytes = reinterpret_cast<const uint8_t*>(&expected);
+    EXPECT_EQ(std::vector<int>(bytes, bytes + sizeof info), std::vector<int>(expectedBytes, expectedBytes + sizeof info));
 }
 
 TEST(ProbeTest, EachFeatureRunsExactlyWhenTheProcessorHasIt) {
-    const int features = ReadProcessor().features;
     EXPECT_EQ(ProcessorProbe::CpuidAvailable(), 1);
-    for (int bit : {FeatureMMX, FeatureSSE, FeatureSSE2, Feature3DNow})
-        EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), ShouldRun(bit, features)) << "feature " << bit;
+    for (int bit : {1, 2, 4, 8}) EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), ShouldRun(bit)) << "feature " << bit;
     // A value that names no feature runs nothing and answers 1.
     for (int bit : {0, 3, 16, -1}) EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), 1) << bit;
 }
 
 TEST(ProbeTest, ManyThreadsMayProbeAtOnce) {
     const int features = ReadProcessor().features;
+    // 3DNow! faults on most test machines, SSE2 runs on them.
+    const int expected[2] = {ShouldRun(4), ShouldRun(8)};
     std::vector<std::thread> threads;
     std::vector<int> wrong(6, 0);
     for (std::size_t t = 0; t < wrong.size(); ++t)
         threads.emplace_back([&, t] {
             for (int round = 0; round < 300; ++round) {
-                // One feature most test machines lack, so its probe faults.
-                const int bit = (round + static_cast<int>(t)) % 2 ? Feature3DNow : FeatureSSE2;
-                if (ProcessorProbe::FeatureRunsOnOS(bit) != ShouldRun(bit, features)) ++wrong[t];
+                const int odd = (round + static_cast<int>(t)) % 2;
+                if (ProcessorProbe::FeatureRunsOnOS(odd ? 8 : 4) != expected[odd]) ++wrong[t];
                 if (_cpuid(nullptr) != features) ++wrong[t];
             }
         });
