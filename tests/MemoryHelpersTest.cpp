@@ -1,0 +1,272 @@
+// The memory helpers on the scalar implementation and on every vector path
+// this processor and operating system run, against what each one is meant
+// to leave, byte for byte, with canaries around every buffer they write.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "../Cross/Quorvan/Quorvan_std.h"
+#include "../simd/Quorvan_SSE.h"
+#include "../simd/VectorPath.h"
+#include "Canary.h"
+#include "HostCapture.h"
+#include "Lifecycle.h"
+
+#ifdef __linux__
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+// The scalar implementation, or the vector one on a path.
+struct Implementation {
+    const char* name;
+    bool vector;
+    VectorPath path;
+};
+
+void PrintTo(const Implementation& impl, std::ostream* out) { *out << impl.name; }
+
+// Whether the x87 unit works after a call: MMX code that left out emms
+// leaves every x87 register tagged in use, so the next load overflows the
+// register stack and yields NaN.
+bool X87StackUsable() {
+    volatile long double a = 3, b = 1.5L;
+    return a * b - a == 1.5L;
+}
+
+class MemoryHelperTest : public LibraryTest, public ::testing::WithParamInterface<Implementation> {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        if (!Vector()) {
+            m_impl = std::make_unique<Quorvan_std>();
+        } else if (RunsSse() && ProcessorRunsVectorPath(GetParam().path)) {
+            m_impl = std::make_unique<Quorvan_SSE>(GetParam().path);
+        } else {
+            GTEST_SKIP() << "this processor does not run the " << GetParam().name << " path";
+        }
+    }
+
+    bool Vector() const { return GetParam().vector; }
+    Quorvan& Impl() { return *m_impl; }
+
+    // With `expected`, exactly one report of `line` in the vector
+    // implementation's file, else none; clears them for the next call.
+    static void ExpectReport(bool expected, int line, const std::string& message) {
+        const auto& reports = HostCapture::Reports();
+        ASSERT_EQ(reports.size(), expected ? 1u : 0u) << message;
+        if (expected) {
+            EXPECT_EQ(reports[0].file, "./Quorvan_SSE.cpp");
+            EXPECT_EQ(reports[0].line, line);
+            EXPECT_EQ(reports[0].message, message);
+        }
+        HostCapture::Clear();
+    }
+
+    std::mt19937 m_rng{20240611};
+
+private:
+    std::unique_ptr<Quorvan> m_impl;
+};
+
+// Every length up to 80 words crosses each step size of the paths (8, 16, 32
+// and 128 bytes) and each alignment the wide loops start from; one more is
+// longer than a page. The vector
+// copy reports a partial word and leaves it uncopied; the scalar one checks
+// nothing and copies every byte.
+TEST_P(MemoryHelperTest, CachelessCopyCopiesTheWholeWords) {
+    for (uint32_t bytes = 0; bytes <= 4156; bytes += bytes < 320 ? 1 : 4156 - 320)
+        for (std::size_t dstShift : {0, 3, 4, 20})
+            for (std::size_t srcShift : {0, 5, 12}) {
+                CanaryBuffer dst(bytes, 64 + dstShift);
+                std::vector<uint8_t> src(srcShift + bytes + 8);
+                // Never the canary, so that every byte copied shows.
+                for (auto& b : src) b = static_cast<uint8_t>(kCanary + 1 + m_rng() % 255);
+                Impl().CachelessCopy(dst.data(), src.data() + srcShift, bytes);
+                EXPECT_TRUE(X87StackUsable());
+                const uint32_t copied = Vector() ? bytes / 4 * 4 : bytes;
+                for (uint32_t k = 0; k < bytes; ++k)
+                    ASSERT_EQ(dst.data()[k], k < copied ? src[srcShift + k] : kCanary)
+                        << bytes << " bytes, shifts " << dstShift << "/" << srcShift << ", byte " << k;
+                EXPECT_EQ(dst.FirstGuardHit(), -1) << bytes << " bytes, shifts " << dstShift << "/" << srcShift;
+                ExpectReport(Vector() && bytes % 4 != 0, 1215,
+                             "CachelessCopy only handles copies that are a multiple of 4 bytes.");
+            }
+}
+
+// What a fog form needs from a test: how to call it, its report, how many
+// texels one step covers, where alpha starts and the low, middle and high
+// levels. The two implementations' 32-bit middle and low levels differ on
+// purpose.
+template <class Texel>
+struct FogForm {
+    void (*update)(Quorvan&, const uint32_t*, uint32_t, uint32_t, uint32_t, Texel*);
+    uint32_t step;
+    int line;
+    const char* message;
+    int alphaShift;
+    uint32_t vectorLevels[3], scalarLevels[3];
+};
+
+const FogForm<uint16_t> kFog16 = {
+    [](Quorvan& q, const uint32_t* v, uint32_t n, uint32_t f, uint32_t h, uint16_t* t) {
+        q.FowAlpha16Update(v, n, f, h, t);
+    },
+    4, 1269, "FowAlpha16Update, Must have multiple's of 4 for size only.", 12, {0x3, 0x7, 0xF}, {0x3, 0x7, 0xF}};
+const FogForm<uint32_t> kFog32 = {
+    [](Quorvan& q, const uint32_t* v, uint32_t n, uint32_t f, uint32_t h, uint32_t* t) {
+        q.FowAlpha32Update(v, n, f, h, t);
+    },
+    2, 1365, "FowAlpha32Update, Must have multiple's of 4 for size only.", 24, {0x30, 0x70, 0xFF}, {0x40, 0x80, 0xFF}};
+
+// Updates `count` texels with random flags, masks and colours, with a few
+// texels and flag words after them and canaries beyond; flag words and
+// texels start `shift` elements past a 32-byte boundary. Masks have one or
+// two bits, now and then none, and flag words few, so that either mask, both
+// or neither meet often enough for every level to show up. Texels up to the
+// end of the last step change by the flag rule (the ones after `count` by
+// the flag words that follow), the others stay.
+template <class Texel>
+void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, const FogForm<Texel>& form, uint32_t count,
+              uint32_t shift) {
+    const auto randomMask = [&] { return rng() % 8 ? 1u << (rng() % 32) | 1u << (rng() % 32) : 0; };
+    const uint32_t total = count + 8, fullMask = randomMask(), halfMask = randomMask();
+    alignas(32) uint32_t flagStorage[256 + 16];
+    ASSERT_LE(shift + total, std::size(flagStorage));
+    for (auto& flags : flagStorage) flags = rng() & rng() & rng();
+    const uint32_t* visibility = flagStorage + shift;
+    std::vector<Texel> old(total);
+    CanaryBuffer texels(total * sizeof(Texel), 64 + shift * sizeof(Texel));
+    for (uint32_t k = 0; k < total; ++k) Store<Texel>(texels.data() + k * sizeof(Texel), old[k] = Texel(rng()));
+
+    form.update(impl, visibility, count, fullMask, halfMask, reinterpret_cast<Texel*>(texels.data()));
+    EXPECT_TRUE(X87StackUsable());
+
+    const uint32_t rewritten = (count + form.step - 1) / form.step * form.step;
+    const uint32_t* levels = vector ? form.vectorLevels : form.scalarLevels;
+    for (uint32_t k = 0; k < total; ++k) {
+        const uint32_t flags = visibility[k];
+        const uint32_t level = levels[flags & fullMask ? 2 : flags & halfMask ? 1 : 0] << form.alphaShift;
+        const uint32_t colour = old[k] & ((1u << form.alphaShift) - 1);
+        EXPECT_EQ(Load<Texel>(texels.data() + k * sizeof(Texel)), k < rewritten ? Texel(colour | level) : old[k])
+            << "count " << count << ", texel " << k << std::hex << ", flags 0x" << flags << ", masks 0x" << fullMask
+            << "/0x" << halfMask;
+    }
+    EXPECT_EQ(texels.FirstGuardHit(), -1) << count;
+}
+
+// Every count up to 80 meets each path's wide steps and the SSE steps after
+// them, and the counts off the step; longer ones run the wide loops longer.
+TEST_P(MemoryHelperTest, FogUpdatesSetEachTexelsAlphaByItsFlagWord) {
+    for (uint32_t count = 0; count <= 256; count += count < 80 ? 1 : 4) {
+        CheckFog(Impl(), Vector(), m_rng, kFog16, count, count % 5);
+        ExpectReport(Vector() && count % 4 != 0, kFog16.line, kFog16.message);
+        CheckFog(Impl(), Vector(), m_rng, kFog32, count, count % 7);
+        ExpectReport(Vector() && count % 4 != 0, kFog32.line, kFog32.message);
+    }
+}
+
+// The vector form walks until it meets the end exactly: an odd count would
+// run away, so it only sees even ones, here every one up to 80 words (each
+// path's wide steps and the pairs after them).
+TEST_P(MemoryHelperTest, ANDMaskMemoryClearsWhatTheMaskDoesNotKeepInTheFirstCountWords) {
+    std::vector<uint32_t> counts = {1002};
+    for (uint32_t count = 0; count <= 80; count += Vector() ? 2 : 1) counts.push_back(count);
+    for (uint32_t count : counts)
+        for (uint32_t mask : {static_cast<uint32_t>(m_rng()), 0u}) {
+            // One word off an 8-byte boundary, then off a 32-byte one.
+            CanaryBuffer words((count + 4) * 4, 64 + 4 + count % 8 * 4);
+            std::vector<uint32_t> old(count + 4);
+            for (uint32_t k = 0; k < old.size(); ++k) Store(words.data() + 4 * k, old[k] = m_rng());
+            Impl().ANDMaskMemory(reinterpret_cast<uint32_t*>(words.data()), count, mask);
+            EXPECT_TRUE(X87StackUsable());
+            for (uint32_t k = 0; k < old.size(); ++k)
+                EXPECT_EQ(Load<uint32_t>(words.data() + 4 * k), k < count ? old[k] & mask : old[k])
+                    << "count " << count << ", mask " << mask << ", word " << k;
+            EXPECT_EQ(words.FirstGuardHit(), -1) << count;
+        }
+    EXPECT_TRUE(HostCapture::Reports().empty());
+}
+
+TEST_P(MemoryHelperTest, ANDMaskMemoryVectorFormReportsAnOddCountBeforeItWalks) {
+    if (!Vector()) GTEST_SKIP() << "the scalar form takes any count";
+    // Only a host whose handler does not return keeps this walk from running away.
+    HostCapture::AbortOnFatal();
+    uint32_t words[4] = {1, 2, 3, 4};
+    EXPECT_THROW(Impl().ANDMaskMemory(words, 3, 0), HostAbort);
+    ExpectReport(true, 1427, "ANDMaskMemory, Must have multiple's of 2 for length.");
+    EXPECT_EQ(std::vector<uint32_t>(words, words + 4), (std::vector<uint32_t>{1, 2, 3, 4}));
+}
+
+// Whether word `k` of a buffer lies in the block at its word `start`.
+bool InBlock(uint32_t k, uint32_t start, uint32_t width, uint32_t height, uint32_t pitch) {
+    for (uint32_t row = 0; row < height; ++row)
+        if (k >= start + row * pitch && k < start + row * pitch + width) return true;
+    return false;
+}
+
+// Blocks of every width up to 40 starting at each word of a 32-byte chunk,
+// with rows that overlap (pitch 1 or 3), touch or leave odd gaps; an empty
+// block or mask finds nothing and reads nothing.
+TEST_P(MemoryHelperTest, TestMaskRectFindsABitExactlyWhenItsWordIsInTheBlock) {
+    alignas(32) uint32_t words[8 + 3 * 45 + 48];
+    constexpr uint32_t kWords = sizeof words / 4;
+    std::fill(std::begin(words), std::end(words), ~0u);
+    EXPECT_FALSE(Impl().TestMaskRect(nullptr, 5, 0, 5, ~0u));
+    EXPECT_FALSE(Impl().TestMaskRect(words, 0, 4, 8, ~0u));
+    EXPECT_FALSE(Impl().TestMaskRect(words, 4, 4, 8, 0));
+    for (uint32_t width = 1; width <= 40; ++width)
+        for (uint32_t start = 0; start < 8; ++start)
+            for (uint32_t pitch : {1u, 3u, width, width | 1, (width | 1) + 4}) {
+                const uint32_t height = 3, bit = 1u << (width % 32);
+                // Every word outside the block has every bit of the mask.
+                for (uint32_t k = 0; k < kWords; ++k) words[k] = InBlock(k, start, width, height, pitch) ? ~bit : ~0u;
+                EXPECT_FALSE(Impl().TestMaskRect(words + start, width, height, pitch, bit))
+                    << width << " wide from " << start << ", pitch " << pitch;
+                // One word with the bit, inside or outside the block.
+                for (uint32_t hit = 0; hit < kWords; ++hit) {
+                    for (uint32_t k = 0; k < kWords; ++k) words[k] = k == hit ? bit : ~bit;
+                    EXPECT_EQ(Impl().TestMaskRect(words + start, width, height, pitch, bit),
+                              InBlock(hit, start, width, height, pitch))
+                        << width << " wide from " << start << ", pitch " << pitch << ", word " << hit;
+                }
+            }
+}
+
+#ifdef __linux__  // needs mmap
+// The hit is the last readable word before an unreadable page; the row runs
+// on into that page, and so would the rows after it.
+TEST_P(MemoryHelperTest, TestMaskRectStopsAtTheFirstHitBeforeAnUnreadablePage) {
+    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    ASSERT_EQ(mprotect(static_cast<uint8_t*>(pages) + page, page, PROT_NONE), 0);
+    uint32_t* end = reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(pages) + page);
+    end[-1] = 0x10;
+    for (uint32_t before = 0; before < 20; ++before)
+        for (uint32_t width : {before + 2, before + 9, before + 40}) {
+            const uint32_t* row = end - 1 - before;
+            EXPECT_TRUE(Impl().TestMaskRect(row, width, 1, 0, 0x30)) << before << ", " << width;
+            EXPECT_TRUE(Impl().TestMaskRect(row, width, 3, 4096, 0x10)) << before << ", " << width;
+        }
+    munmap(pages, 2 * page);
+}
+#endif
+
+INSTANTIATE_TEST_SUITE_P(, MemoryHelperTest,
+                         ::testing::Values(Implementation{"Scalar", false, VectorPath::Sse},
+                                           Implementation{"SSE", true, VectorPath::Sse},
+                                           Implementation{"SSE2", true, VectorPath::Sse2},
+                                           Implementation{"AVX2", true, VectorPath::Avx2},
+                                           Implementation{"AVX512", true, VectorPath::Avx512}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
