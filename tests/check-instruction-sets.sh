@@ -22,34 +22,22 @@ sse2NoXmm='^(paddq|psubq|pmuludq|movq2dq|movdq2q|movnti|clflush|lfence|mfence|ma
 
 failed=0
 check() {  # <object> <rule>
-    local listing
+    local listing bad what
     listing=$("$objdump" -d --no-show-raw-insn "$1" | awk -F'\t' 'NF >= 2 && $1 ~ /^ *[0-9a-f]+:$/ { print $2 }')
     case $2 in
-    x87)
-        local bad
-        bad=$(grep -E '%x?mm[0-9]' <<<"$listing" || true)
-        if [ -n "$bad" ]; then
-            echo "FAIL $1: vector registers in scalar code:"; head -5 <<<"$bad"; failed=1
-        fi
-        ;;
+    x87) what="vector registers in scalar code" bad=$(grep -E '%x?mm[0-9]' <<<"$listing" || true) ;;
+    3dnow) what="SSE registers in the 3DNow! path" bad=$(grep -E '%xmm[0-9]' <<<"$listing" || true) ;;
     sse)
-        local bad
+        what="SSE2 in the SSE implementation"
         bad=$(awk -v sse1="$sse1" -v sse2="$sse2NoXmm" '{
                   mnemonic = $1
                   if (mnemonic ~ sse2 || ($0 ~ /%xmm/ && mnemonic !~ sse1)) print
               }' <<<"$listing")
-        if [ -n "$bad" ]; then
-            echo "FAIL $1: SSE2 in the SSE implementation:"; head -5 <<<"$bad"; failed=1
-        fi
-        ;;
-    3dnow)
-        local bad
-        bad=$(grep -E '%xmm[0-9]' <<<"$listing" || true)
-        if [ -n "$bad" ]; then
-            echo "FAIL $1: SSE registers in the 3DNow! path:"; head -5 <<<"$bad"; failed=1
-        fi
         ;;
     esac
+    if [ -n "$bad" ]; then
+        echo "FAIL $1: $what:"; head -5 <<<"$bad"; failed=1
+    fi
 }
 
 instructionSet() {  # <object>: the instruction sets it is built for
