@@ -1,6 +1,8 @@
 // The vertex layouts the demo writes for each implementation, run through the
 // real library: every influence count, a rigid vertex, float and packed
-// directions, against sums worked out here in double precision.
+// directions, against sums worked out here in double precision. A weight
+// byte in the wrong slot changes a blend; a bone slot past the vertex's
+// influences names bone 0, which turns the vertex NaN.
 
 #include "SkinnedCharacter.h"
 
@@ -105,19 +107,5 @@ INSTANTIATE_TEST_SUITE_P(BothImplementations, VertexLayoutTest,
                              return std::string(ImplementationName(std::get<0>(info.param))) +
                                     (std::get<1>(info.param) == Directions::Float ? "_float" : "_packed");
                          });
-
-TEST(VertexLayout, WeightBytesFollowEachImplementationsOrder) {
-    const std::vector<MeshVertex> vertices = {Vertex({0, 0, 0}, {{7, 0.75f}, {9, 0.25f}})};
-    const std::vector<PackedInfluences> influences = {QuantiseInfluences(vertices[0].influences)};
-    const VertexFormat format = FormatFor(Directions::Float);
-    const auto vector = WriteSourceVertices(vertices, influences, {0}, format, Implementation::Vector);
-    const auto scalar = WriteSourceVertices(vertices, influences, {0}, format, Implementation::Scalar);
-    // 0.75 and 0.25 of 255 are 191.25 and 63.75: 191 and 64. Unused slots
-    // repeat the first bone.
-    EXPECT_EQ(std::vector<uint8_t>(vector.begin() + 12, vector.begin() + 20),
-              (std::vector<uint8_t>{7, 9, 7, 7, 0, 64, 191, 0}));
-    EXPECT_EQ(std::vector<uint8_t>(scalar.begin() + 12, scalar.begin() + 20),
-              (std::vector<uint8_t>{7, 9, 7, 7, 191, 64, 0, 0}));
-}
 
 }  // namespace
