@@ -5,6 +5,7 @@
 #include <cpuid.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -23,27 +24,29 @@
 
 namespace {
 
-struct OwnReading {
-    char vendor[13];
-    unsigned signature;
-    int features;  // MMX 1, SSE 2, SSE2 4, 3DNow! 8
-};
-
-OwnReading ReadProcessor() {
-    OwnReading r{};
+// The record as it should be, from CPUID read here without the library.
+_processor_info ExpectedRecord() {
+    _processor_info r;
+    std::memset(&r, 0, sizeof r);
     unsigned eax, ebx, ecx, edx;
     __cpuid(0, eax, ebx, ecx, edx);
-    std::memcpy(r.vendor, &ebx, 4);
-    std::memcpy(r.vendor + 4, &edx, 4);
-    std::memcpy(r.vendor + 8, &ecx, 4);
+    std::memcpy(r.vendorId, &ebx, 4);
+    std::memcpy(r.vendorId + 4, &edx, 4);
+    std::memcpy(r.vendorId + 8, &ecx, 4);
     __cpuid(1, eax, ebx, ecx, edx);
-    r.signature = eax;
-    r.features = (edx >> 23 & 1) | (edx >> 25 & 1) << 1 | (edx >> 26 & 1) << 2;
+    r.family = static_cast<int>(eax >> 8 & 15);
+    r.model = static_cast<int>(eax >> 4 & 15);
+    r.stepping = static_cast<int>(eax & 15);
+    r.cpuFeatures = (edx >> 23 & 1) | (edx >> 25 & 1) << 1 | (edx >> 26 & 1) << 2;  // MMX 1, SSE 2, SSE2 4
     __cpuid(0x80000000u, eax, ebx, ecx, edx);
     if (eax >= 0x80000000u) {
         __cpuid(0x80000001u, eax, ebx, ecx, edx);
-        r.features |= (edx >> 31) << 3;
+        r.cpuFeatures |= (edx >> 31) << 3;  // 3DNow! 8
     }
+    // Every feature the processor has runs under this operating system.
+    r.osFeatures = r.cpuFeatures;
+    r.checkedFeatures = 15;
+    ProcessorProbe::NameProcessor(&r, r.family, r.model);
     return r;
 }
 
@@ -52,30 +55,18 @@ OwnReading ReadProcessor() {
 // on a Pentium III); the emulated runs name those in the environment.
 int ShouldRun(int bit) {
     const char* untrapped = std::getenv("QUORVAN_UNTRAPPED_FEATURES");
-    return ((ReadProcessor().features | (untrapped ? std::atoi(untrapped) : 0)) & bit) ? 1 : 0;
+    return ((ExpectedRecord().cpuFeatures | (untrapped ? std::atoi(untrapped) : 0)) & bit) ? 1 : 0;
 }
 
 }  // namespace
 
-// Every byte of the record, over bytes that were there before: cleared, then
-// the vendor, the signature's fields, the features and the name.
+// Every byte of the record, over bytes that were there before.
 TEST(ProcessorTest, RecordHoldsWhatTheProcessorReports) {
-    const OwnReading own = ReadProcessor();
-    _processor_info expected;
-    std::memset(&expected, 0, sizeof expected);
-    std::memcpy(expected.vendorId, own.vendor, sizeof own.vendor);
-    expected.family = static_cast<int>(own.signature >> 8 & 15);
-    expected.model = static_cast<int>(own.signature >> 4 & 15);
-    expected.stepping = static_cast<int>(own.signature & 15);
-    // Every feature the processor has runs under this operating system.
-    expected.cpuFeatures = expected.osFeatures = own.features;
-    expected.checkedFeatures = 15;
-    ProcessorProbe::NameProcessor(&expected, expected.family, expected.model);
-
+    const _processor_info expected = ExpectedRecord();
     _processor_info info;
     std::memset(&info, 0xA5, sizeof info);
-    EXPECT_EQ(_cpuid(&info), own.features);
-    EXPECT_EQ(_cpuid(nullptr), own.features);
+    EXPECT_EQ(_cpuid(&info), expected.cpuFeatures);
+    EXPECT_EQ(_cpuid(nullptr), expected.cpuFeatures);
     const auto* bytes = reinterpret_cast<const uint8_t*>(&info);
     const auto* expectedBytes = reinterpret_cast<const uint8_t*>(&expected);
     EXPECT_EQ(std::vector<int>(bytes, bytes + sizeof info), std::vector<int>(expectedBytes, expectedBytes + sizeof info));
@@ -88,8 +79,31 @@ TEST(ProbeTest, EachFeatureRunsExactlyWhenTheProcessorHasIt) {
     for (int bit : {0, 3, 16, -1}) EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), 1) << bit;
 }
 
-TEST(ProbeTest, ManyThreadsMayProbeAtOnce) {
-    const int features = ReadProcessor().features;
+#if defined(_WIN32)
+static volatile LONG g_hostHandlerCalls = 0;
+static LONG CALLBACK HostHandler(EXCEPTION_POINTERS*) {
+    ++g_hostHandlerCalls;
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+#else
+static volatile sig_atomic_t g_hostHandlerCalls = 0;
+static void HostHandler(int) { g_hostHandlerCalls = g_hostHandlerCalls + 1; }
+#endif
+
+// Probes on several threads at once, a faulting one among them, with a
+// handler of the host's installed: the probes keep their faults to
+// themselves, and on POSIX systems the host's handler is back afterwards.
+TEST(ProbeTest, ManyThreadsMayProbeAtOnceUnseenByTheHost) {
+#if defined(_WIN32)
+    void* mine = AddVectoredExceptionHandler(1, HostHandler);
+    ASSERT_NE(mine, nullptr);
+#else
+    struct sigaction mine = {}, before = {}, after = {};
+    mine.sa_handler = HostHandler;
+    sigemptyset(&mine.sa_mask);
+    ASSERT_EQ(sigaction(SIGILL, &mine, &before), 0);
+#endif
+    const int features = ExpectedRecord().cpuFeatures;
     // 3DNow! faults on most test machines, SSE2 runs on them.
     const int expected[2] = {ShouldRun(4), ShouldRun(8)};
     std::vector<std::thread> threads;
@@ -104,43 +118,95 @@ TEST(ProbeTest, ManyThreadsMayProbeAtOnce) {
         });
     for (std::thread& thread : threads) thread.join();
     for (std::size_t t = 0; t < wrong.size(); ++t) EXPECT_EQ(wrong[t], 0) << "thread " << t;
-}
-
 #if defined(_WIN32)
-namespace {
-volatile LONG g_hostHandlerCalls = 0;
-LONG CALLBACK HostExceptionHandler(EXCEPTION_POINTERS*) {
-    ++g_hostHandlerCalls;
-    return EXCEPTION_CONTINUE_SEARCH;
-}
-}  // namespace
-
-// The probes' handler comes first and keeps their faults to itself.
-TEST(ProbeTest, TheHostsOwnHandlerSeesNoProbeFault) {
-    void* mine = AddVectoredExceptionHandler(1, HostExceptionHandler);
-    ASSERT_NE(mine, nullptr);
-    ProcessorProbe::FeatureRunsOnOS(Feature3DNow);
-    _cpuid(nullptr);
     RemoveVectoredExceptionHandler(mine);
+#else
+    ASSERT_EQ(sigaction(SIGILL, &before, &after), 0);
+    EXPECT_EQ(after.sa_handler, &HostHandler);
+#endif
     EXPECT_EQ(g_hostHandlerCalls, 0);
 }
-#else
+
 namespace {
-volatile sig_atomic_t g_hostHandlerCalls = 0;
-void HostIllegalInstructionHandler(int) { g_hostHandlerCalls = g_hostHandlerCalls + 1; }
+
+std::string Name(const char* vendor, int family, int model) {
+    _processor_info record;
+    std::memset(&record, 0x3C, sizeof record);  // leftovers must not show
+    std::memcpy(record.vendorId, vendor, std::min<std::size_t>(std::strlen(vendor) + 1, 13));
+    ProcessorProbe::NameProcessor(&record, family, model);
+    return record.cpuName;
+}
+
+bool In(int value, std::initializer_list<int> values) {
+    for (int v : values)
+        if (v == value) return true;
+    return false;
+}
+
+// The published naming table, one vendor at a time.
+std::string Amd(int f, int m) {
+    if (f == 4) return "AMD Am486";
+    if (f == 5 && m <= 3) return "AMD K5";
+    if (f == 5 && In(m, {6, 7})) return "AMD K6";
+    if (f == 5 && m == 8) return "AMD K6-2";
+    if (f == 5 && m >= 9) return "AMD K6-3";
+    if (f == 6 && In(m, {1, 2, 4, 6, 8, 10})) return "AMD Athlon";
+    if (f == 6 && In(m, {3, 7})) return "AMD Duron";
+    if (f == 15 && In(m, {4, 7, 8, 11, 12, 15})) return "AMD Athlon 64";
+    if (f == 15 && m == 5) return "AMD Athlon 64 FX";
+    return "unknown";
+}
+
+std::string Intel(int f, int m) {
+    static const char* const family4[] = {"INTEL 486DX",  "INTEL 486DX",  "INTEL 486SX",
+                                          "INTEL 486DX2", "INTEL 486SL",  "INTEL 486SX2",
+                                          nullptr,        "INTEL 486DX2E", "INTEL 486DX4"};
+    if (f == 4 && m <= 8 && family4[m]) return family4[m];
+    if (f == 5 && m >= 1 && m <= 3) return "INTEL Pentium";
+    if (f == 5 && m == 4) return "INTEL Pentium-MMX";
+    if (f == 6 && m == 1) return "INTEL Pentium-Pro";
+    if (f == 6 && In(m, {3, 5})) return "INTEL Pentium-II";
+    if (f == 6 && m == 6) return "INTEL Celeron";
+    if (f == 6 && m >= 7 && m <= 11) return "INTEL Pentium-III";
+    if (f == 15 && m <= 3) return "INTEL Pentium-IV";
+    return "unknown";
+}
+
+std::string Expected(const std::string& vendor, int f, int m) {
+    std::string name = "unknown";
+    if (vendor == "AuthenticAMD") name = Amd(f, m);
+    if (vendor == "GenuineIntel") name = Intel(f, m);
+    if (vendor == "CyrixInstead") name = "Cyrix";
+    if (vendor == "CentaurHauls") name = "Centaur";
+    if (vendor == "GenuineTMx86") name = "Transmeta Crusoe";
+    return name + ":f=" + std::to_string(f) + ",m=" + std::to_string(m);
+}
+
 }  // namespace
 
-TEST(ProbeTest, TheHostsOwnHandlerIsBackAfterProbing) {
-    struct sigaction mine = {}, before = {}, after = {};
-    mine.sa_handler = HostIllegalInstructionHandler;
-    sigemptyset(&mine.sa_mask);
-    ASSERT_EQ(sigaction(SIGILL, &mine, &before), 0);
-
-    ProcessorProbe::FeatureRunsOnOS(Feature3DNow);
-    _cpuid(nullptr);
-
-    ASSERT_EQ(sigaction(SIGILL, &before, &after), 0);
-    EXPECT_EQ(after.sa_handler, &HostIllegalInstructionHandler);
-    EXPECT_EQ(g_hostHandlerCalls, 0);
+TEST(ProcessorNameTest, EveryFamilyAndModelOfEveryVendor) {
+    for (const char* vendor : {"AuthenticAMD", "GenuineIntel", "CyrixInstead", "CentaurHauls",
+                               "GenuineTMx86", "NexGenDriven", "authenticamd", ""})
+        for (int family = 0; family <= 16; ++family)
+            for (int model = 0; model <= 15; ++model)
+                ASSERT_EQ(Name(vendor, family, model), Expected(vendor, family, model))
+                    << vendor << " family " << family << " model " << model;
 }
-#endif
+
+// The vendor text is compared on its first 12 characters only, whatever
+// follows them; the examples the naming rules give, and names of families
+// and models beyond the table's range.
+TEST(ProcessorNameTest, VendorPrefixAndOutOfRangeNumbers) {
+    _processor_info record;
+    std::memset(&record, 0, sizeof record);
+    std::memcpy(record.vendorId, "GenuineIntelX", 13);  // no terminator in the field
+    ProcessorProbe::NameProcessor(&record, 6, 5);
+    EXPECT_STREQ(record.cpuName, "INTEL Pentium-II:f=6,m=5");
+
+    EXPECT_EQ(Name("GenuineInte", 6, 3), "unknown:f=6,m=3");
+    EXPECT_EQ(Name("AuthenticAMD", 5, 8), "AMD K6-2:f=5,m=8");
+    EXPECT_EQ(Name("GenuineIntel", 15, 2), "INTEL Pentium-IV:f=15,m=2");
+    EXPECT_EQ(Name("AuthenticAMD", 4, 99), "AMD Am486:f=4,m=99");
+    EXPECT_EQ(Name("AuthenticAMD", 6, 17), "unknown:f=6,m=17");
+    EXPECT_EQ(Name("CyrixInstead", -3, 200), "Cyrix:f=-3,m=200");
+}
