@@ -7,15 +7,9 @@
 
 namespace {
 
-std::vector<std::string>& TraceLog() {
-    static std::vector<std::string> log;
-    return log;
-}
-std::vector<HostReport>& ReportLog() {
-    static std::vector<HostReport> log;
-    return log;
-}
-
+// Nothing is reported before main: the library writes only when called.
+std::vector<std::string> traceLog;
+std::vector<HostReport> reportLog;
 bool abortOnFatal = false;
 
 std::string Format(const char* format, std::va_list args) {
@@ -26,12 +20,12 @@ std::string Format(const char* format, std::va_list args) {
 
 }  // namespace
 
-const std::vector<std::string>& HostCapture::Traces() { return TraceLog(); }
-const std::vector<HostReport>& HostCapture::Reports() { return ReportLog(); }
+const std::vector<std::string>& HostCapture::Traces() { return traceLog; }
+const std::vector<HostReport>& HostCapture::Reports() { return reportLog; }
 
 void HostCapture::Clear() {
-    TraceLog().clear();
-    ReportLog().clear();
+    traceLog.clear();
+    reportLog.clear();
     abortOnFatal = false;
 }
 
@@ -40,23 +34,23 @@ void HostCapture::AbortOnFatal() { abortOnFatal = true; }
 extern "C" {
 
 // A report always starts with its place; the message completes it.
-void dbLineAux(const char* file, int line) { ReportLog().push_back({file, line, {}}); }
+void dbLineAux(const char* file, int line) { reportLog.push_back({file, line, {}}); }
 
 void dbFatalfAux(const char* format, ...) {
     std::va_list args;
     va_start(args, format);
     std::string message = Format(format, args);
     va_end(args);
-    if (ReportLog().empty() || !ReportLog().back().message.empty())
-        ReportLog().push_back({"<no dbLineAux>", -1, {}});
-    ReportLog().back().message = message;
+    if (reportLog.empty() || !reportLog.back().message.empty())
+        reportLog.push_back({"<no dbLineAux>", -1, {}});
+    reportLog.back().message = message;
     if (abortOnFatal) throw HostAbort{};
 }
 
 void dbTimeStampedTracefAux(const char* format, ...) {
     std::va_list args;
     va_start(args, format);
-    TraceLog().push_back(Format(format, args));
+    traceLog.push_back(Format(format, args));
     va_end(args);
 }
 

@@ -42,6 +42,19 @@ bool X87StackUsable() {
     return a * b - a == 1.5L;
 }
 
+// With `expected`, exactly one report of `line` in the vector
+// implementation's file, else none; clears them for the next call.
+void ExpectReport(bool expected, int line, const std::string& message) {
+    const auto& reports = HostCapture::Reports();
+    ASSERT_EQ(reports.size(), expected ? 1u : 0u) << message;
+    if (expected) {
+        EXPECT_EQ(reports[0].file, "./Quorvan_SSE.cpp");
+        EXPECT_EQ(reports[0].line, line);
+        EXPECT_EQ(reports[0].message, message);
+    }
+    HostCapture::Clear();
+}
+
 class MemoryHelperTest : public LibraryTest, public ::testing::WithParamInterface<Implementation> {
 protected:
     void SetUp() override {
@@ -58,19 +71,6 @@ protected:
     bool Vector() const { return GetParam().vector; }
     Quorvan& Impl() { return *m_impl; }
 
-    // With `expected`, exactly one report of `line` in the vector
-    // implementation's file, else none; clears them for the next call.
-    static void ExpectReport(bool expected, int line, const std::string& message) {
-        const auto& reports = HostCapture::Reports();
-        ASSERT_EQ(reports.size(), expected ? 1u : 0u) << message;
-        if (expected) {
-            EXPECT_EQ(reports[0].file, "./Quorvan_SSE.cpp");
-            EXPECT_EQ(reports[0].line, line);
-            EXPECT_EQ(reports[0].message, message);
-        }
-        HostCapture::Clear();
-    }
-
     std::mt19937 m_rng{20240611};
 
 private:
@@ -79,9 +79,8 @@ private:
 
 // Every length up to 80 words crosses each step size of the paths (8, 16, 32
 // and 128 bytes) and each alignment the wide loops start from; one more is
-// longer than a page. The vector
-// copy reports a partial word and leaves it uncopied; the scalar one checks
-// nothing and copies every byte.
+// longer than a page. The vector copy reports a partial word and leaves it
+// uncopied; the scalar one checks nothing and copies every byte.
 TEST_P(MemoryHelperTest, CachelessCopyCopiesTheWholeWords) {
     for (uint32_t bytes = 0; bytes <= 4156; bytes += bytes < 320 ? 1 : 4156 - 320)
         for (std::size_t dstShift : {0, 3, 4, 20})
@@ -102,41 +101,22 @@ TEST_P(MemoryHelperTest, CachelessCopyCopiesTheWholeWords) {
             }
 }
 
-// What a fog form needs from a test: how to call it, its report, how many
-// texels one step covers, where alpha starts and the low, middle and high
-// levels. The two implementations' 32-bit middle and low levels differ on
-// purpose.
+// Updates `count` texels of the 16- or 32-bit form with random flags, masks
+// and colours, with a few texels and flag words after them and canaries
+// beyond; flag words and texels start `shift` elements past a 32-byte
+// boundary. Masks have one or two bits, now and then none, and flag words
+// few, so that either mask, both or neither meet often enough for every
+// level to show up. Texels up to the end of the last step (four texels of
+// 16 bits, two of 32) change by the flag rule, the ones after `count` by the
+// flag words that follow; the others stay. Only the vector form reports a
+// count that is not a multiple of 4.
 template <class Texel>
-struct FogForm {
-    void (*update)(Quorvan&, const uint32_t*, uint32_t, uint32_t, uint32_t, Texel*);
-    uint32_t step;
-    int line;
-    const char* message;
-    int alphaShift;
-    uint32_t vectorLevels[3], scalarLevels[3];
-};
-
-const FogForm<uint16_t> kFog16 = {
-    [](Quorvan& q, const uint32_t* v, uint32_t n, uint32_t f, uint32_t h, uint16_t* t) {
-        q.FowAlpha16Update(v, n, f, h, t);
-    },
-    4, 1269, "FowAlpha16Update, Must have multiple's of 4 for size only.", 12, {0x3, 0x7, 0xF}, {0x3, 0x7, 0xF}};
-const FogForm<uint32_t> kFog32 = {
-    [](Quorvan& q, const uint32_t* v, uint32_t n, uint32_t f, uint32_t h, uint32_t* t) {
-        q.FowAlpha32Update(v, n, f, h, t);
-    },
-    2, 1365, "FowAlpha32Update, Must have multiple's of 4 for size only.", 24, {0x30, 0x70, 0xFF}, {0x40, 0x80, 0xFF}};
-
-// Updates `count` texels with random flags, masks and colours, with a few
-// texels and flag words after them and canaries beyond; flag words and
-// texels start `shift` elements past a 32-byte boundary. Masks have one or
-// two bits, now and then none, and flag words few, so that either mask, both
-// or neither meet often enough for every level to show up. Texels up to the
-// end of the last step change by the flag rule (the ones after `count` by
-// the flag words that follow), the others stay.
-template <class Texel>
-void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, const FogForm<Texel>& form, uint32_t count,
-              uint32_t shift) {
+void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, uint32_t count, uint32_t shift) {
+    constexpr bool k16 = sizeof(Texel) == 2;
+    // Low, middle and high alpha; the 32-bit middle and low levels of the
+    // two implementations differ on purpose.
+    constexpr uint32_t kLevels[2][2][3] = {{{0x40, 0x80, 0xFF}, {0x30, 0x70, 0xFF}}, {{3, 7, 15}, {3, 7, 15}}};
+    constexpr int kAlphaShift = k16 ? 12 : 24;
     const auto randomMask = [&] { return rng() % 8 ? 1u << (rng() % 32) | 1u << (rng() % 32) : 0; };
     const uint32_t total = count + 8, fullMask = randomMask(), halfMask = randomMask();
     alignas(32) uint32_t flagStorage[256 + 16];
@@ -147,30 +127,33 @@ void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, const FogForm<Texel
     CanaryBuffer texels(total * sizeof(Texel), 64 + shift * sizeof(Texel));
     for (uint32_t k = 0; k < total; ++k) Store<Texel>(texels.data() + k * sizeof(Texel), old[k] = Texel(rng()));
 
-    form.update(impl, visibility, count, fullMask, halfMask, reinterpret_cast<Texel*>(texels.data()));
+    if constexpr (k16)
+        impl.FowAlpha16Update(visibility, count, fullMask, halfMask, reinterpret_cast<uint16_t*>(texels.data()));
+    else
+        impl.FowAlpha32Update(visibility, count, fullMask, halfMask, reinterpret_cast<uint32_t*>(texels.data()));
     EXPECT_TRUE(X87StackUsable());
 
-    const uint32_t rewritten = (count + form.step - 1) / form.step * form.step;
-    const uint32_t* levels = vector ? form.vectorLevels : form.scalarLevels;
+    const uint32_t step = k16 ? 4 : 2, rewritten = (count + step - 1) / step * step;
     for (uint32_t k = 0; k < total; ++k) {
         const uint32_t flags = visibility[k];
-        const uint32_t level = levels[flags & fullMask ? 2 : flags & halfMask ? 1 : 0] << form.alphaShift;
-        const uint32_t colour = old[k] & ((1u << form.alphaShift) - 1);
-        EXPECT_EQ(Load<Texel>(texels.data() + k * sizeof(Texel)), k < rewritten ? Texel(colour | level) : old[k])
+        const uint32_t alpha = kLevels[k16][vector][flags & fullMask ? 2 : flags & halfMask ? 1 : 0] << kAlphaShift;
+        const uint32_t colour = old[k] & ((1u << kAlphaShift) - 1);
+        EXPECT_EQ(Load<Texel>(texels.data() + k * sizeof(Texel)), k < rewritten ? Texel(colour | alpha) : old[k])
             << "count " << count << ", texel " << k << std::hex << ", flags 0x" << flags << ", masks 0x" << fullMask
             << "/0x" << halfMask;
     }
     EXPECT_EQ(texels.FirstGuardHit(), -1) << count;
+    ExpectReport(vector && count % 4 != 0, k16 ? 1269 : 1365,
+                                   std::string(k16 ? "FowAlpha16Update" : "FowAlpha32Update") +
+                                       ", Must have multiple's of 4 for size only.");
 }
 
 // Every count up to 80 meets each path's wide steps and the SSE steps after
 // them, and the counts off the step; longer ones run the wide loops longer.
 TEST_P(MemoryHelperTest, FogUpdatesSetEachTexelsAlphaByItsFlagWord) {
     for (uint32_t count = 0; count <= 256; count += count < 80 ? 1 : 4) {
-        CheckFog(Impl(), Vector(), m_rng, kFog16, count, count % 5);
-        ExpectReport(Vector() && count % 4 != 0, kFog16.line, kFog16.message);
-        CheckFog(Impl(), Vector(), m_rng, kFog32, count, count % 7);
-        ExpectReport(Vector() && count % 4 != 0, kFog32.line, kFog32.message);
+        CheckFog<uint16_t>(Impl(), Vector(), m_rng, count, count % 5);
+        CheckFog<uint32_t>(Impl(), Vector(), m_rng, count, count % 7);
     }
 }
 
