@@ -15,16 +15,8 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-MeshVertex Vertex(Vec3 position, std::vector<Influence> influences) {
-    MeshVertex vertex;
-    vertex.position = Narrow(position);
-    vertex.normal = Narrow(Normalised({1, 2, 2}));
-    vertex.tangent = {0, 0, 1};
-    vertex.binormal = {0, 1, 0};
-    vertex.u = 0.25f;
-    vertex.v = 0.75f;
-    vertex.influences = std::move(influences);
-    return vertex;
+MeshVertex Vertex(Float3 position, std::vector<Influence> influences) {
+    return {position, Narrow(Normalised({1, 2, 2})), {0, 0, 1}, {0, 1, 0}, 0.25f, 0.75f, std::move(influences)};
 }
 
 // Bone 0 is never named by a vertex and holds infinities, as a palette slot
@@ -62,8 +54,8 @@ TEST_P(VertexLayoutTest, EveryInfluenceCountSkinsAsDocumented) {
     const auto [implementation, directions] = GetParam();
     SkinnedMesh mesh;
     mesh.vertices = {Vertex({1, 2, 3}, {{1, 0.75f}, {2, 0.25f}}),
-                     Vertex({-1, 0.5, 2}, {{1, 0.5f}, {2, 0.3f}, {3, 0.2f}}),
-                     Vertex({0.5, -2, 1}, {{4, 0.1f}, {3, 0.2f}, {2, 0.3f}, {1, 0.4f}}),
+                     Vertex({-1, 0.5f, 2}, {{1, 0.5f}, {2, 0.3f}, {3, 0.2f}}),
+                     Vertex({0.5f, -2, 1}, {{4, 0.1f}, {3, 0.2f}, {2, 0.3f}, {1, 0.4f}}),
                      Vertex({2, 1, -1}, {{3, 1.0f}}),
                      Vertex({3, 3, 3}, {{2, 1.0f}})};
     std::vector<PackedInfluences> influences;
