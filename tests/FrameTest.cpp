@@ -7,7 +7,6 @@
 #include <cstring>
 #include <iterator>
 #include <typeinfo>
-#include <vector>
 
 #include <Quorvan/Quorvan.h>
 #include <Quorvan/QuorvanSkinning.h>
@@ -107,25 +106,4 @@ TEST_F(FrameTest, TheInstanceRunsTheWidestVectorPath) {
     if (const char* expected = std::getenv("QUORVAN_EXPECT_VECTOR_PATH")) {
         EXPECT_STREQ(VectorPathName(widest), expected);
     }
-}
-
-// The records' sizes are checked where the library compiles; these are the
-// places inside them, where a swap of two fields would not show in a size.
-TEST(InterfaceTest, RecordFieldsSitWhereHostsPutThem) {
-#define AT(field) offsetof(SkinningJob, field)
-    const std::vector<std::size_t> job = {AT(srcVertex), AT(srcStride), AT(srcExtraOffset), AT(dstVertex),
-                                          AT(dstStride), AT(dstExtraOffset), AT(auxOffset), AT(auxSize),
-                                          AT(auxBase), AT(extraSize), AT(vertexCount), AT(hasNormal),
-                                          AT(hasTangents), AT(hasAux), AT(packedDirections)};
-#undef AT
-#define AT(field) offsetof(_processor_info, field)
-    const std::vector<std::size_t> info = {AT(vendorId), AT(cpuName), AT(family), AT(model), AT(stepping),
-                                           AT(cpuFeatures), AT(osFeatures), AT(checkedFeatures)};
-#undef AT
-    // Three addresses of pointer size p among 32-bit words, then four bytes.
-    const std::size_t p = sizeof(void*);
-    EXPECT_EQ(job, (std::vector<std::size_t>{0, p, p + 4, p + 8, 2 * p + 8, 2 * p + 12, 2 * p + 16, 2 * p + 20,
-                                             2 * p + 24, 3 * p + 24, 3 * p + 28, 3 * p + 32, 3 * p + 33,
-                                             3 * p + 34, 3 * p + 35}));
-    EXPECT_EQ(info, (std::vector<std::size_t>{0, 13, 48, 52, 56, 60, 64, 68}));
 }
