@@ -137,49 +137,38 @@ std::string Name(const char* vendor, int family, int model) {
     return record.cpuName;
 }
 
-bool In(int value, std::initializer_list<int> values) {
-    for (int v : values)
-        if (v == value) return true;
-    return false;
-}
-
-// The published naming table, one vendor at a time.
-std::string Amd(int f, int m) {
-    if (f == 4) return "AMD Am486";
-    if (f == 5 && m <= 3) return "AMD K5";
-    if (f == 5 && In(m, {6, 7})) return "AMD K6";
-    if (f == 5 && m == 8) return "AMD K6-2";
-    if (f == 5 && m >= 9) return "AMD K6-3";
-    if (f == 6 && In(m, {1, 2, 4, 6, 8, 10})) return "AMD Athlon";
-    if (f == 6 && In(m, {3, 7})) return "AMD Duron";
-    if (f == 15 && In(m, {4, 7, 8, 11, 12, 15})) return "AMD Athlon 64";
-    if (f == 15 && m == 5) return "AMD Athlon 64 FX";
-    return "unknown";
-}
-
-std::string Intel(int f, int m) {
-    static const char* const family4[] = {"INTEL 486DX",  "INTEL 486DX",  "INTEL 486SX",
-                                          "INTEL 486DX2", "INTEL 486SL",  "INTEL 486SX2",
-                                          nullptr,        "INTEL 486DX2E", "INTEL 486DX4"};
-    if (f == 4 && m <= 8 && family4[m]) return family4[m];
-    if (f == 5 && m >= 1 && m <= 3) return "INTEL Pentium";
-    if (f == 5 && m == 4) return "INTEL Pentium-MMX";
-    if (f == 6 && m == 1) return "INTEL Pentium-Pro";
-    if (f == 6 && In(m, {3, 5})) return "INTEL Pentium-II";
-    if (f == 6 && m == 6) return "INTEL Celeron";
-    if (f == 6 && m >= 7 && m <= 11) return "INTEL Pentium-III";
-    if (f == 15 && m <= 3) return "INTEL Pentium-IV";
-    return "unknown";
-}
-
-std::string Expected(const std::string& vendor, int f, int m) {
-    std::string name = "unknown";
-    if (vendor == "AuthenticAMD") name = Amd(f, m);
-    if (vendor == "GenuineIntel") name = Intel(f, m);
-    if (vendor == "CyrixInstead") name = "Cyrix";
-    if (vendor == "CentaurHauls") name = "Centaur";
-    if (vendor == "GenuineTMx86") name = "Transmeta Crusoe";
-    return name + ":f=" + std::to_string(f) + ",m=" + std::to_string(m);
+// The published naming table, row by row.
+std::string ExpectedName(const std::string& vendor, int f, int m) {
+    const bool amd = vendor == "AuthenticAMD", intel = vendor == "GenuineIntel";
+    const auto in = [m](std::initializer_list<int> models) { return std::count(models.begin(), models.end(), m) > 0; };
+    const char* name = amd && f == 4                                   ? "AMD Am486"
+                       : amd && f == 5 && m <= 3                       ? "AMD K5"
+                       : amd && f == 5 && in({6, 7})                   ? "AMD K6"
+                       : amd && f == 5 && m == 8                       ? "AMD K6-2"
+                       : amd && f == 5 && m >= 9                       ? "AMD K6-3"
+                       : amd && f == 6 && in({1, 2, 4, 6, 8, 10})      ? "AMD Athlon"
+                       : amd && f == 6 && in({3, 7})                   ? "AMD Duron"
+                       : amd && f == 15 && in({4, 7, 8, 11, 12, 15})   ? "AMD Athlon 64"
+                       : amd && f == 15 && m == 5                      ? "AMD Athlon 64 FX"
+                       : intel && f == 4 && m <= 1                     ? "INTEL 486DX"
+                       : intel && f == 4 && m == 2                     ? "INTEL 486SX"
+                       : intel && f == 4 && m == 3                     ? "INTEL 486DX2"
+                       : intel && f == 4 && m == 4                     ? "INTEL 486SL"
+                       : intel && f == 4 && m == 5                     ? "INTEL 486SX2"
+                       : intel && f == 4 && m == 7                     ? "INTEL 486DX2E"
+                       : intel && f == 4 && m == 8                     ? "INTEL 486DX4"
+                       : intel && f == 5 && m >= 1 && m <= 3           ? "INTEL Pentium"
+                       : intel && f == 5 && m == 4                     ? "INTEL Pentium-MMX"
+                       : intel && f == 6 && m == 1                     ? "INTEL Pentium-Pro"
+                       : intel && f == 6 && in({3, 5})                 ? "INTEL Pentium-II"
+                       : intel && f == 6 && m == 6                     ? "INTEL Celeron"
+                       : intel && f == 6 && m >= 7 && m <= 11          ? "INTEL Pentium-III"
+                       : intel && f == 15 && m <= 3                    ? "INTEL Pentium-IV"
+                       : vendor == "CyrixInstead"                      ? "Cyrix"
+                       : vendor == "CentaurHauls"                      ? "Centaur"
+                       : vendor == "GenuineTMx86"                      ? "Transmeta Crusoe"
+                                                                       : "unknown";
+    return name + (":f=" + std::to_string(f) + ",m=" + std::to_string(m));
 }
 
 }  // namespace
@@ -189,7 +178,7 @@ TEST(ProcessorNameTest, EveryFamilyAndModelOfEveryVendor) {
                                "GenuineTMx86", "NexGenDriven", "authenticamd", ""})
         for (int family = 0; family <= 16; ++family)
             for (int model = 0; model <= 15; ++model)
-                ASSERT_EQ(Name(vendor, family, model), Expected(vendor, family, model))
+                ASSERT_EQ(Name(vendor, family, model), ExpectedName(vendor, family, model))
                     << vendor << " family " << family << " model " << model;
 }
 
