@@ -23,7 +23,7 @@ TEST(MeshLoading, EveryVertexConvertsToFourInfluencesOnLoadedBones) {
     WriteBoneChainSmd(scratch / "chain128.smd", 128);  // exactly what the palette holds
     const Model table[] = {
         {models + "/X/Testwuson.X", 37, 3, 0, false},
-        {models + "/FBX/animation_with_skeleton.fbx", 0, 1, 0, true},
+        {models + "/FBX/animation_with_skeleton.fbx", 14, 1, 0, true},
         // Binds its cylinder to four bones but names only two in its hierarchy.
         {models + "/X/anim_test.x", 4, 1, 2, false},
         {scratch / "chain128.smd", 128, 1, 0, false},
@@ -32,9 +32,7 @@ TEST(MeshLoading, EveryVertexConvertsToFourInfluencesOnLoadedBones) {
         SCOPED_TRACE(model.file);
         std::vector<std::string> notes;
         const SkinnedMesh mesh = LoadMesh(model.file, 128, notes);
-        if (model.bones) {
-            EXPECT_EQ(mesh.skeleton.bones.size(), model.bones);
-        }
+        EXPECT_EQ(mesh.skeleton.bones.size(), model.bones);
         EXPECT_EQ(mesh.animations.size(), model.animations);
         EXPECT_EQ(notes.size(), model.notes);
         size_t most = 0;
