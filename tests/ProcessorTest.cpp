@@ -50,9 +50,9 @@ _processor_info ExpectedRecord() {
     return r;
 }
 
-// Whether the test instruction of `bit` runs here. The emulators run some
-// instructions of features their processor does not report (qemu runs SSE2
-// on a Pentium III); the emulated runs name those in the environment.
+// Whether the test instruction of `bit` runs here. Emulators run some of
+// features their processor does not report (qemu: SSE2 on a Pentium III);
+// the emulated runs name those in the environment.
 int ShouldRun(int bit) {
     const char* untrapped = std::getenv("QUORVAN_UNTRAPPED_FEATURES");
     return ((ExpectedRecord().cpuFeatures | (untrapped ? std::atoi(untrapped) : 0)) & bit) ? 1 : 0;
@@ -72,13 +72,6 @@ TEST(ProcessorTest, RecordHoldsWhatTheProcessorReports) {
     EXPECT_EQ(std::vector<int>(bytes, bytes + sizeof info), std::vector<int>(expectedBytes, expectedBytes + sizeof info));
 }
 
-TEST(ProbeTest, EachFeatureRunsExactlyWhenTheProcessorHasIt) {
-    EXPECT_EQ(ProcessorProbe::CpuidAvailable(), 1);
-    for (int bit : {1, 2, 4, 8}) EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), ShouldRun(bit)) << "feature " << bit;
-    // A value that names no feature runs nothing and answers 1.
-    for (int bit : {0, 3, 16, -1}) EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), 1) << bit;
-}
-
 #if defined(_WIN32)
 static volatile LONG g_hostHandlerCalls = 0;
 static LONG CALLBACK HostHandler(EXCEPTION_POINTERS*) {
@@ -90,10 +83,11 @@ static volatile sig_atomic_t g_hostHandlerCalls = 0;
 static void HostHandler(int) { g_hostHandlerCalls = g_hostHandlerCalls + 1; }
 #endif
 
-// Probes on several threads at once, a faulting one among them, with a
-// handler of the host's installed: the probes keep their faults to
-// themselves, and on POSIX systems the host's handler is back afterwards.
-TEST(ProbeTest, ManyThreadsMayProbeAtOnceUnseenByTheHost) {
+// Each probe runs exactly when the processor has its feature, a value that
+// names no feature runs nothing and answers 1, also on several threads at
+// once with a handler of the host's installed: the probes keep their faults
+// to themselves, and on POSIX systems the host's handler is back afterwards.
+TEST(ProbeTest, EachFeatureRunsExactlyWhenTheProcessorHasItUnseenByTheHost) {
 #if defined(_WIN32)
     void* mine = AddVectoredExceptionHandler(1, HostHandler);
     ASSERT_NE(mine, nullptr);
@@ -103,6 +97,9 @@ TEST(ProbeTest, ManyThreadsMayProbeAtOnceUnseenByTheHost) {
     sigemptyset(&mine.sa_mask);
     ASSERT_EQ(sigaction(SIGILL, &mine, &before), 0);
 #endif
+    EXPECT_EQ(ProcessorProbe::CpuidAvailable(), 1);
+    for (int bit : {1, 2, 4, 8}) EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), ShouldRun(bit)) << "feature " << bit;
+    for (int bit : {0, 3, 16, -1}) EXPECT_EQ(ProcessorProbe::FeatureRunsOnOS(bit), 1) << bit;
     const int features = ExpectedRecord().cpuFeatures;
     // 3DNow! faults on most test machines, SSE2 runs on them.
     const int expected[2] = {ShouldRun(4), ShouldRun(8)};
