@@ -25,7 +25,8 @@ public:
     std::ptrdiff_t FirstGuardHit() const {
         for (std::size_t k = 0; k < m_bytes.size(); ++k) {
             const bool inside = k >= m_guard && k < m_guard + m_size;
-            if (!inside && m_bytes[k] != kCanary) return static_cast<std::ptrdiff_t>(k) - static_cast<std::ptrdiff_t>(m_guard);
+            if (!inside && m_bytes[k] != kCanary)
+                return static_cast<std::ptrdiff_t>(k) - static_cast<std::ptrdiff_t>(m_guard);
         }
         return -1;
     }
@@ -35,16 +36,13 @@ private:
     std::size_t m_guard, m_size;
 };
 
+// Unaligned reads and writes of a value's bytes.
 template <class T>
 T Load(const uint8_t* p) {
     T value;
     std::memcpy(&value, p, sizeof value);
     return value;
 }
-
 template <class T>
-void Store(uint8_t* p, T value) {
-    std::memcpy(p, &value, sizeof value);
-}
-
+void Store(uint8_t* p, T value) { std::memcpy(p, &value, sizeof value); }
 inline uint32_t Bits(float f) { return Load<uint32_t>(reinterpret_cast<const uint8_t*>(&f)); }

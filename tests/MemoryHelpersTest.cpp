@@ -101,15 +101,11 @@ TEST_P(MemoryHelperTest, CachelessCopyCopiesTheWholeWords) {
             }
 }
 
-// Updates `count` texels of the 16- or 32-bit form with random flags, masks
-// and colours, with a few texels and flag words after them and canaries
-// beyond; flag words and texels start `shift` elements past a 32-byte
-// boundary. Masks have one or two bits, now and then none, and flag words
-// few, so that either mask, both or neither meet often enough for every
-// level to show up. Texels up to the end of the last step (four texels of
-// 16 bits, two of 32) change by the flag rule, the ones after `count` by the
-// flag words that follow; the others stay. Only the vector form reports a
-// count that is not a multiple of 4.
+// Updates `count` texels of the 16- or 32-bit form, `shift` elements past a
+// 32-byte boundary, with canaries beyond a few more. Sparse flag words and
+// masks of one or two bits (now and then none) show every level. Texels up
+// to the end of the last step (four texels of 16 bits, two of 32) change by
+// their flag words, those after `count` too; the others stay.
 template <class Texel>
 void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, uint32_t count, uint32_t shift) {
     constexpr bool k16 = sizeof(Texel) == 2;
@@ -210,10 +206,6 @@ TEST_P(MemoryHelperTest, TestMaskRectFindsABitExactlyWhenItsWordIsInTheBlock) {
         for (uint32_t start = 0; start < 8; ++start)
             for (uint32_t pitch : {1u, 3u, width, width | 1, (width | 1) + 4}) {
                 const uint32_t height = 3, bit = 1u << (width % 32);
-                // Every word outside the block has every bit of the mask.
-                for (uint32_t k = 0; k < kWords; ++k) words[k] = InBlock(k, start, width, height, pitch) ? ~bit : ~0u;
-                EXPECT_FALSE(Impl().TestMaskRect(words + start, width, height, pitch, bit))
-                    << width << " wide from " << start << ", pitch " << pitch;
                 // One word with the bit, inside or outside the block.
                 for (uint32_t hit = 0; hit < kWords; ++hit) {
                     for (uint32_t k = 0; k < kWords; ++k) words[k] = k == hit ? bit : ~bit;
