@@ -8,12 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 MeshVertex Vertex(Float3 position, std::vector<Influence> influences) {
     return {position, Narrow(Normalised({1, 2, 2})), {0, 0, 1}, {0, 1, 0}, 0.25f, 0.75f, std::move(influences)};
@@ -21,15 +18,13 @@ MeshVertex Vertex(Float3 position, std::vector<Influence> influences) {
 
 // Bone 0 is never named by a vertex and holds infinities, as a palette slot
 // the engine has not filled might: a vertex that reads it at weight 0 turns
-// NaN. Bones 1 to 4 move by distinct offsets; bone 3 also turns 90 degrees
-// about z.
+// NaN. Bones 1 to 4 move by distinct offsets; bone 3 also turns x into y.
 std::vector<PaletteMatrix> Palette() {
     const float inf = std::numeric_limits<float>::infinity();
     std::vector<PaletteMatrix> palette(1, PaletteMatrix{inf, inf, inf, inf, inf, inf, inf, inf, inf, inf, inf, inf});
-    for (int b = 1; b <= 4; ++b) {
-        const Quat turn = b == 3 ? AxisAngle({0, 0, 1}, kPi / 2) : Quat{};
-        palette.push_back(ToPaletteMatrix(Compose({double(b), 10.0 * b, -3.0 * b}, turn, {1, 1, 1})));
-    }
+    for (float b = 1; b <= 4; ++b)
+        palette.push_back(b == 3 ? PaletteMatrix{0, 1, 0, -1, 0, 0, 0, 0, 1, b, 10 * b, -3 * b}
+                                 : PaletteMatrix{1, 0, 0, 0, 1, 0, 0, 0, 1, b, 10 * b, -3 * b});
     return palette;
 }
 
