@@ -7,11 +7,6 @@ add_test(NAME virtual-tables
          COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/windows-host/check-virtual-tables.sh ${LLVM_READOBJ}
                  ${CMAKE_CURRENT_SOURCE_DIR}/exports/msvc-i686-virtual-table.txt "$<TARGET_OBJECTS:QuorvanObjects>"
          COMMAND_EXPAND_LISTS)
-# The objects run on old processors here as well, built by another compiler.
-add_test(NAME instruction-sets
-         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check-instruction-sets.sh ${CMAKE_OBJDUMP}
-                 "$<TARGET_OBJECTS:QuorvanObjects>"
-         COMMAND_EXPAND_LISTS)
 
 # Linking it against Quorvan.lib is itself a check: no symbol may stay
 # unresolved.
