@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <typeinfo>
 
 #include <Quorvan/Quorvan.h>
@@ -21,8 +19,7 @@
 
 using FrameTest = LibraryTest;
 
-// Skipping detection always gives the scalar implementation; detection gives
-// the vector one exactly when the operating system runs SSE.
+// Skipped detection gives the scalar implementation, detection the vector one when the system runs SSE.
 TEST_F(FrameTest, TheFirstUserChoosesTheImplementationAndWritesTheTraceLine) {
     _processor_info info;
     _cpuid(&info);
@@ -72,10 +69,10 @@ TEST_F(FrameTest, EachVectorInstanceResetsThePaletteAndRunsTheWidestPath) {
     if (typeid(*Quorvan::i()) != typeid(Quorvan_SSE)) {
         EXPECT_EQ(QuorvanSkinningVectorUnit(), nullptr);
         QuorvanSkinningPalette palette;
-        std::memset(&palette, 0xCD, sizeof palette);
+        std::memset(&palette, kCanary, sizeof palette);
         EXPECT_EQ(QuorvanSkinningResetPalette(&palette), QuorvanSkinningNoVectorUnit);
-        EXPECT_EQ(static_cast<std::size_t>(std::count(std::begin(palette.storage), std::end(palette.storage), 0xCD)),
-                  sizeof palette.storage);
+        const uint8_t* bytes = palette.storage;
+        EXPECT_EQ(std::count(bytes, bytes + sizeof palette.storage, kCanary), std::ptrdiff_t(sizeof palette.storage));
         GTEST_SKIP() << "the scalar implementation has no vector path";
     }
     for (int instance = 0; instance < 2; ++instance) {

@@ -30,9 +30,8 @@ _processor_info ExpectedRecord() {
     std::memset(&r, 0, sizeof r);
     unsigned eax, ebx, ecx, edx;
     __cpuid(0, eax, ebx, ecx, edx);
-    std::memcpy(r.vendorId, &ebx, 4);
-    std::memcpy(r.vendorId + 4, &edx, 4);
-    std::memcpy(r.vendorId + 8, &ecx, 4);
+    const unsigned vendor[3] = {ebx, edx, ecx};
+    std::memcpy(r.vendorId, vendor, sizeof vendor);
     __cpuid(1, eax, ebx, ecx, edx);
     r.family = static_cast<int>(eax >> 8 & 15);
     r.model = static_cast<int>(eax >> 4 & 15);
@@ -50,9 +49,9 @@ _processor_info ExpectedRecord() {
     return r;
 }
 
-// Whether the test instruction of `bit` runs here. Emulators run some of
-// features their processor does not report (qemu: SSE2 on a Pentium III);
-// the emulated runs name those in the environment.
+// Whether the test instruction of `bit` runs here. Emulators run those of
+// some features their processor does not report (qemu: SSE2 on a Pentium
+// III); the emulated runs name these in the environment.
 int ShouldRun(int bit) {
     const char* untrapped = std::getenv("QUORVAN_UNTRAPPED_FEATURES");
     return ((ExpectedRecord().cpuFeatures | (untrapped ? std::atoi(untrapped) : 0)) & bit) ? 1 : 0;
@@ -67,9 +66,11 @@ TEST(ProcessorTest, RecordHoldsWhatTheProcessorReports) {
     std::memset(&info, 0xA5, sizeof info);
     EXPECT_EQ(_cpuid(&info), expected.cpuFeatures);
     EXPECT_EQ(_cpuid(nullptr), expected.cpuFeatures);
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&info);
-    const auto* expectedBytes = reinterpret_cast<const uint8_t*>(&expected);
-    EXPECT_EQ(std::vector<int>(bytes, bytes + sizeof info), std::vector<int>(expectedBytes, expectedBytes + sizeof info));
+    const auto bytes = [](const _processor_info& record) {
+        const auto* p = reinterpret_cast<const uint8_t*>(&record);
+        return std::vector<int>(p, p + sizeof record);
+    };
+    EXPECT_EQ(bytes(info), bytes(expected));
 }
 
 #if defined(_WIN32)
