@@ -140,8 +140,8 @@ void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, uint32_t count, uin
     }
     EXPECT_EQ(texels.FirstGuardHit(), -1) << count;
     ExpectReport(vector && count % 4 != 0, k16 ? 1269 : 1365,
-                                   std::string(k16 ? "FowAlpha16Update" : "FowAlpha32Update") +
-                                       ", Must have multiple's of 4 for size only.");
+                 std::string(k16 ? "FowAlpha16Update" : "FowAlpha32Update") +
+                     ", Must have multiple's of 4 for size only.");
 }
 
 // Every count up to 80 meets each path's wide steps and the SSE steps after
