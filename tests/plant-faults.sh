@@ -18,7 +18,8 @@ EOF
 root=$(git -C "$(dirname "$0")" rev-parse --show-toplevel) || exit 2
 # The copy of the tree; the builds and this script's own files go under build/.
 src=${QUORVAN_FAULTS_DIR:-${TMPDIR:-/tmp}/quorvan-faults/$(basename "$root")}
-log=$src/build/faults.log
+log=$src/build/faults.log launcher=$(command -v ccache)
+export CCACHE_BASEDIR=$src  # copies in other places share the cache
 mkdir -p "$src/build" || exit 2
 exec 9>"$src/build/faults.lock"
 flock -n 9 || { echo "another run is using $src" >&2; exit 2; }
@@ -61,8 +62,10 @@ run_suites() {
     local dir=$src/build/$1 first
     if [[ ! -f $dir/CMakeCache.txt ]]; then
         # The benchmarks and the packaging checks catch no fault in the code.
-        (cd "$src" && cmake --preset "$1" -DQUORVAN_BUILD_BENCHMARKS=OFF -DQUORVAN_CHECK_PACKAGING=OFF) >"$log" 2>&1 ||
-            { echo build; return 1; }
+        # With ccache, taking a fault out again costs no compilation.
+        (cd "$src" && cmake --preset "$1" -DQUORVAN_BUILD_BENCHMARKS=OFF -DQUORVAN_CHECK_PACKAGING=OFF \
+            ${launcher:+"-DCMAKE_CXX_COMPILER_LAUNCHER=$launcher" "-DCMAKE_C_COMPILER_LAUNCHER=$launcher"}) \
+            >"$log" 2>&1 || { echo build; return 1; }
     fi
     cmake --build "$dir" -j2 >"$log" 2>&1 || { echo build; return 1; }
     for labels in '-LE emulated' '-L emulated'; do
