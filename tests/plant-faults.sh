@@ -1,47 +1,37 @@
 #!/usr/bin/env bash
-# Plants each fault of tests/faults.txt in a scratch copy of the working tree,
-# one at a time, builds, runs the suites and tells whether they caught it.
+# Usage: tests/plant-faults.sh [-h] [PATTERN...]
+# Plants the faults of tests/faults.txt one at a time, each in the build it
+# names, and runs that build's tests, emulated processors included; PATTERNs
+# (shell patterns such as 'fog*') choose faults by name. Works on a copy of
+# the working tree as it is on disk, uncommitted changes included, kept
+# between runs in ${QUORVAN_FAULTS_DIR:-${TMPDIR:-/tmp}/quorvan-faults/<worktree>}.
+# Exits non-zero when a fault is missed or the list does not fit the code.
 set -uo pipefail
-
-usage() {
-    cat <<EOF
-Usage: tests/plant-faults.sh [-h] [PATTERN...]
-Plants the faults of tests/faults.txt one at a time in the build each names and
-runs that build's tests, emulated processors included. PATTERNs (shell patterns
-such as 'fog*') choose faults by name. Works on a copy of the working tree as it
-is on disk, kept between runs in \${QUORVAN_FAULTS_DIR:-\${TMPDIR:-/tmp}/quorvan-faults/<worktree>}.
-Exits non-zero when a fault is missed or the list does not fit the code.
-EOF
-}
-[[ ${1:-} == -h || ${1:-} == --help ]] && { usage; exit 0; }
+[[ ${1:-} == -h || ${1:-} == --help ]] && { sed -n '2,/^set/s/^# \{0,1\}//p' "$0"; exit 0; }
 
 root=$(git -C "$(dirname "$0")" rev-parse --show-toplevel) || exit 2
 # The copy of the tree; the builds and this script's own files go under build/.
 src=${QUORVAN_FAULTS_DIR:-${TMPDIR:-/tmp}/quorvan-faults/$(basename "$root")}
 log=$src/build/faults.log launcher=$(command -v ccache)
 export CCACHE_BASEDIR=$src  # copies in other places share the cache
-mkdir -p "$src/build" || exit 2
-exec 9>"$src/build/faults.lock"
-flock -n 9 || { echo "another run is using $src" >&2; exit 2; }
+if ! { mkdir -p "$src/build" && exec 9>"$src/build/faults.lock" && flock -n 9; }; then echo "$src is in use" >&2; exit 2; fi
 
 # The fault list: one block of "key value" lines per fault.
 names=() builds=() files=() finds=() replaces=()
-name='' build='' file='' find='' replace=''
 add_fault() {
-    [[ -n $name ]] || return 0
     local pattern chosen=$(($# == 0))
     # shellcheck disable=SC2053 # a pattern
-    for pattern; do [[ $name == $pattern ]] && chosen=1; done
-    ((chosen)) && names+=("$name") builds+=("$build") files+=("$file") finds+=("${find#$'\n'}") replaces+=("${replace#$'\n'}")
+    for pattern; do [[ ${name:-} == $pattern ]] && chosen=1; done
+    [[ -n ${name:-} ]] && ((chosen)) &&
+        names+=("$name") builds+=("$build") files+=("$file") finds+=("${find#$'\n'}") replaces+=("${replace#$'\n'}")
     name='' build='' file='' find='' replace=''
 }
+add_fault
 while IFS= read -r line || [[ -n $line ]]; do
     case $line in
     '#'*) ;;
     '') add_fault "$@" ;;
-    name\ *) name=${line#name}; name=${name//[[:space:]]/} ;;
-    build\ *) build=${line#build}; build=${build//[[:space:]]/} ;;
-    file\ *) file=${line#file}; file=${file//[[:space:]]/} ;;
+    name\ * | build\ * | file\ *) read -r key value <<<"$line" && printf -v "$key" %s "$value" ;;
     find\ *) find+=$'\n'${line#*|} ;;
     replace\ *) replace+=$'\n'${line#*|} ;;
     *) echo "tests/faults.txt: cannot read: $line" >&2; exit 2 ;;
@@ -61,8 +51,7 @@ done
 run_suites() {
     local dir=$src/build/$1 first
     if [[ ! -f $dir/CMakeCache.txt ]]; then
-        # The benchmarks and the packaging checks catch no fault in the code.
-        # With ccache, taking a fault out again costs no compilation.
+        # Benchmarks and packaging checks catch no fault; ccache makes taking one out cheap.
         (cd "$src" && cmake --preset "$1" -DQUORVAN_BUILD_BENCHMARKS=OFF -DQUORVAN_CHECK_PACKAGING=OFF \
             ${launcher:+"-DCMAKE_CXX_COMPILER_LAUNCHER=$launcher" "-DCMAKE_C_COMPILER_LAUNCHER=$launcher"}) \
             >"$log" 2>&1 || { echo build; return 1; }
@@ -96,10 +85,7 @@ done
 
 needed=$(printf '%s\n' "${builds[@]}" | awk '!seen[$0]++')
 for build in $needed; do
-    if ! failed=$(run_suites "$build"); then
-        echo "The $build suites fail without any fault ($failed); see $log" >&2
-        exit 1
-    fi
+    failed=$(run_suites "$build") || { echo "The $build suites fail without any fault ($failed); see $log" >&2; exit 1; }
     echo "clean   the $build suites pass without a fault"
 done
 for build in $needed; do
