@@ -24,7 +24,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 #include "MemoryLoops.h"
 
@@ -50,10 +49,9 @@ inline void Store16(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>
 inline __m128i Load8(const void* p) { return _mm_loadl_epi64(static_cast<const __m128i*>(p)); }
 inline void Store8(void* p, __m128i v) { _mm_storel_epi64(static_cast<__m128i*>(p), v); }
 
-// Moves of one width, each with the next narrower one as Half.
+// Moves of one width, each wider one with the next narrower one as Half.
 struct Move8Bytes {
     static constexpr uintptr_t kBytes = 8;
-    using Half = void;
     static void Move(uint8_t* dst, const uint8_t* src) { Store8(dst, Load8(src)); }
 };
 
@@ -96,7 +94,7 @@ void CopyShort(uint8_t* dst, const uint8_t* src, uintptr_t n) {
     if (n >= Unit::kBytes) {
         Unit::Move(dst, src);
         Unit::Move(dst + n - Unit::kBytes, src + n - Unit::kBytes);
-    } else if constexpr (!std::is_void_v<typename Unit::Half>) {
+    } else if constexpr (Unit::kBytes > 8) {
         CopyShort<typename Unit::Half>(dst, src, n);
     } else if (n == 4) {
         std::memcpy(dst, src, 4);
