@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "../Cross/Quorvan/SkinningDispatch.h"
-
 namespace {
 
 // A float of random sign and mantissa with magnitude in [2^low, 2^high),

@@ -12,6 +12,8 @@
 
 #include <Quorvan/Quorvan.h>
 
+#include "../Cross/Quorvan/SkinningDispatch.h"
+
 struct JobShape {
     uint32_t extraSize;
     unsigned features;       // SkinningFeature bits: which flag bytes are set
