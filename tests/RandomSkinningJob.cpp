@@ -5,16 +5,6 @@
 
 namespace {
 
-// A float of random sign and mantissa with magnitude in [2^low, 2^high),
-// made of integers alone so that every build makes the same.
-float RandomFloat(std::mt19937& random, int low, int high) {
-    const uint32_t exponent = static_cast<uint32_t>(127 + low + static_cast<int>(random() % (high - low)));
-    const uint32_t bits = (random() & 0x807FFFFFu) | exponent << 23;
-    float f;
-    std::memcpy(&f, &bits, 4);
-    return f;
-}
-
 bool Meet(int64_t low, int64_t high, int64_t otherLow, int64_t otherHigh) { return low < otherHigh && otherLow < high; }
 
 // The NaN is the one the processor makes of an invalid operation: which of
@@ -28,6 +18,14 @@ float Sometimes(std::mt19937& random, unsigned rarity, float usual) {
 }
 
 }  // namespace
+
+float RandomFloat(std::mt19937& random, int low, int high) {
+    const uint32_t exponent = static_cast<uint32_t>(127 + low + static_cast<int>(random() % (high - low)));
+    const uint32_t bits = (random() & 0x807FFFFFu) | exponent << 23;
+    float f;
+    std::memcpy(&f, &bits, 4);
+    return f;
+}
 
 SkinningJob ArenaJob::On(std::vector<uint8_t>& copy) const {
     SkinningJob moved = job;

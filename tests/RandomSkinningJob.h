@@ -37,6 +37,10 @@ struct ArenaJob {
 // the auxiliary stream; no copy of a vertex overlaps its own source.
 ArenaJob RandomJob(std::mt19937& random, const JobShape& shape);
 
+// A float of random sign and mantissa with magnitude in [2^low, 2^high),
+// made of integers alone so that every build makes the same.
+float RandomFloat(std::mt19937& random, int low, int high);
+
 // A bone: axes with elements of magnitude 1/64 to 2, a translation of 1/4 to 64.
 std::array<float, 12> RandomMatrix(std::mt19937& random);
 
