@@ -19,8 +19,8 @@ TEST(QuantiseRotationTest, TruncatesTheExactProductAndWraps) {
         float element;
         int expected;
     } cases[] = {
-        {1.0f, 127},   {-1.0f, -128},  {0.0f, 0},    {-0.0f, 0},   {0.5f, 63},     {-0.5f, -64},
-        {0.999f, 126}, {-0.999f, -127}, {1.5f, -66}, {2.0f, -2},   {-2.0f, 0},     {-3.0f, -128},
+        {1.0f, 127},   {-1.0f, -128},   {0.0f, 0},   {-0.0f, 0}, {0.5f, 63},  {-0.5f, -64},
+        {0.999f, 126}, {-0.999f, -127}, {1.5f, -66}, {2.0f, -2}, {-2.0f, 0}, {-3.0f, -128},
         {std::numeric_limits<float>::quiet_NaN(), 0},  // NaN takes the scale of 128 and converts to 0x80000000
     };
     for (const auto& c : cases) EXPECT_EQ(QuantiseRotation(c.element), c.expected) << c.element;

@@ -4,20 +4,20 @@
 // own, so that the library and a model (or another entry point) can run it
 // on two copies of the same bytes and every byte can be compared.
 
+#include <Quorvan/Quorvan.h>
+
 #include <array>
 #include <cstdint>
 #include <random>
 #include <string>
 #include <vector>
 
-#include <Quorvan/Quorvan.h>
-
 #include "../Cross/Quorvan/SkinningDispatch.h"
 
 struct JobShape {
     uint32_t extraSize;
-    unsigned features;       // SkinningFeature bits: which flag bytes are set
-    unsigned bones;          // bone index bytes stay below this
+    unsigned features;  // SkinningFeature bits: which flag bytes are set
+    unsigned bones;     // bone index bytes stay below this
     uint32_t maxVertices;
     unsigned specialRarity;  // one float in this many is NaN, an infinity or a zero (0: none)
 };

@@ -109,7 +109,8 @@ void ScalarModelSingle(SkinningJob job, const float* palette) {
         const uint8_t* src = job.srcVertex;
         const float* m = palette + 12 * src[12];
         std::memcpy(job.dstVertex, Apply(m, LoadVec(src), true).c, 12);
-        if (job.hasNormal) StoreNormal(job, Apply(m, LoadNormal(job, src), false));  // read after the position is stored
+        if (job.hasNormal)
+            StoreNormal(job, Apply(m, LoadNormal(job, src), false));  // read after the position is stored
         FinishVertexModel(job);
     } while (--job.vertexCount != 0);
 }

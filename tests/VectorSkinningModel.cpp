@@ -18,14 +18,12 @@ struct Lanes {
 // (x * row0 + y * row1) + z * row2 for a direction; lane 3 is what a
 // four-lane store spills.
 Lanes Transform(const VectorModel::Bone& bone, const uint8_t* in, bool point) {
-    float x, y, z;
-    std::memcpy(&x, in, 4);
-    std::memcpy(&y, in + 4, 4);
-    std::memcpy(&z, in + 8, 4);
+    float p[3];
+    std::memcpy(p, in, 12);
     Lanes out;
     for (int j = 0; j < 4; ++j) {
-        const float xy = Add(Mul(x, bone.rows[0][j]), Mul(y, bone.rows[1][j]));
-        const float zr = Mul(z, bone.rows[2][j]);
+        const float xy = Add(Mul(p[0], bone.rows[0][j]), Mul(p[1], bone.rows[1][j]));
+        const float zr = Mul(p[2], bone.rows[2][j]);
         out.lane[j] = Add(xy, point ? Add(zr, bone.rows[3][j]) : zr);
     }
     return out;
@@ -131,8 +129,8 @@ void VectorModel::Single(SkinningJob job) const {
     // last and no extra bytes follow; a normal without tangents takes three
     // lanes with one extra word too.
     const uint32_t extra = job.extraSize;
-    const unsigned bytes[4] = {extra == 0 && !normal && !tangents ? 12u : 16u, !tangents && extra <= 4 ? 12u : 16u,
-                               16u, extra == 0 ? 12u : 16u};
+    const unsigned bytes[4] = {extra == 0 && !normal && !tangents ? 12u : 16u, !tangents && extra <= 4 ? 12u : 16u, 16u,
+                               extra == 0 ? 12u : 16u};
     do {
         const uint8_t* src = job.srcVertex;
         const Bone& bone = bones[src[12]];
