@@ -4,13 +4,13 @@
 // own, so that the library and a model (or another entry point) can run it
 // on two copies of the same bytes and every byte can be compared.
 
-#include <Quorvan/Quorvan.h>
-
 #include <array>
 #include <cstdint>
 #include <random>
 #include <string>
 #include <vector>
+
+#include <Quorvan/Quorvan.h>
 
 #include "../Cross/Quorvan/SkinningDispatch.h"
 
@@ -30,11 +30,11 @@ struct ArenaJob {
     SkinningJob On(std::vector<uint8_t>& copy) const;
 };
 
-// 1 to maxVertices vertices of random floats (the same on every build) and bytes, zero weights (so
-// influences end early), strides either way and some shorter than a
-// vertex, pass-through and auxiliary bytes anywhere around the skinned
-// slots. The destination lies apart, or shifted into the source, or holds
-// the auxiliary stream; no copy of a vertex overlaps its own source.
+// 1 to maxVertices vertices of random floats (the same on every build) and
+// bytes, zero weights (so influences end early), strides either way and some
+// shorter than a vertex, pass-through and auxiliary bytes anywhere around the
+// skinned slots. The destination lies apart, or shifted into the source, or
+// holds the auxiliary stream; no copy of a vertex overlaps its own source.
 ArenaJob RandomJob(std::mt19937& random, const JobShape& shape);
 
 // A float of random sign and mantissa with magnitude in [2^low, 2^high),

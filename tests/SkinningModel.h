@@ -7,9 +7,9 @@
 // vertex ends. The models share no code with the kernels. Each runs a job on
 // the memory it points at, store by store in the order the kernels store.
 
-#include <Quorvan/Quorvan.h>
-
 #include <cstdint>
+
+#include <Quorvan/Quorvan.h>
 
 // Single-precision results rounded through memory: on the x87 unit of a
 // 32-bit build a value would otherwise stay wider.
