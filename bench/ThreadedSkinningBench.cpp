@@ -1,6 +1,7 @@
 // The thread-safe SkinningFull on 1, 2 and all hardware threads: one mesh of
 // 1,000,000 vertices (4 influences, float normal, tangent and binormal) cut
-// into one range per thread, the ranges run at once and stitched. In the
+// into one range per thread, the ranges run at once on persistent workers and
+// stitched. In the
 // same run: the whole job as one call on one thread, and the engine's own
 // matrix-blend loop (EngineSkinning.h) on the same number of threads, each
 // thread taking an equal share of the vertices. The stitch's share of the
@@ -9,8 +10,11 @@
 #include <Quorvan/QuorvanSkinning.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <string>
 #include <thread>
@@ -48,15 +52,62 @@ struct Mesh {
     }
 };
 
-// `work(part)` for parts 0 to count - 1, each on a thread of its own but the
-// last, which the calling thread takes.
-template <class Work>
-void OnThreads(uint32_t count, Work work) {
-    std::vector<std::thread> threads;
-    for (uint32_t part = 0; part + 1 < count; ++part) threads.emplace_back(work, part);
-    work(count - 1);
-    for (std::thread& thread : threads) thread.join();
-}
+// The workers of an engine's job system: started once, woken for each frame.
+// `Run(work)` calls work(part) for parts 0 to count - 1, each on a worker of
+// its own but the last, which the calling thread takes, and returns when all
+// are done.
+class Workers {
+public:
+    explicit Workers(uint32_t count) : count_(count) {
+        for (uint32_t part = 0; part + 1 < count; ++part) threads_.emplace_back([this, part] { Serve(part); });
+    }
+    ~Workers() {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            stopping_ = true;
+        }
+        wake_.notify_all();
+        for (std::thread& thread : threads_) thread.join();
+    }
+
+    void Run(const std::function<void(uint32_t)>& work) {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            work_ = &work;
+            busy_ = count_ - 1;
+            ++frame_;
+        }
+        wake_.notify_all();
+        work(count_ - 1);
+        std::unique_lock<std::mutex> lock(mutex_);
+        done_.wait(lock, [this] { return busy_ == 0; });
+    }
+
+private:
+    void Serve(uint32_t part) {
+        uint64_t seen = 0;
+        for (;;) {
+            std::unique_lock<std::mutex> lock(mutex_);
+            wake_.wait(lock, [&] { return stopping_ || frame_ != seen; });
+            if (stopping_) return;
+            seen = frame_;
+            const auto* work = work_;
+            lock.unlock();
+            (*work)(part);
+            lock.lock();
+            if (--busy_ == 0) done_.notify_one();
+        }
+    }
+
+    const uint32_t count_;
+    std::vector<std::thread> threads_;
+    std::mutex mutex_;
+    std::condition_variable wake_, done_;
+    const std::function<void(uint32_t)>* work_ = nullptr;
+    uint32_t busy_ = 0;
+    uint64_t frame_ = 0;
+    bool stopping_ = false;
+};
 
 void ThreadedSkinningFull(benchmark::State& state) {
     const auto threads = static_cast<uint32_t>(state.range(0));
@@ -81,16 +132,17 @@ void ThreadedSkinningFull(benchmark::State& state) {
         state.SkipWithError("the job was not split");
         return;
     }
+    Workers workers(threads);
     double stitchSeconds = 0;
     const auto split = [&] {
-        OnThreads(threads, [&](uint32_t part) { QuorvanSkinningFullRange(palette.get(), &ranges[part]); });
+        workers.Run([&](uint32_t part) { QuorvanSkinningFullRange(palette.get(), &ranges[part]); });
         const auto start = std::chrono::steady_clock::now();
         QuorvanSkinningStitch(palette.get(), ranges.data(), threads);
         stitchSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
     const auto oneCall = [&] { QuorvanSkinningFull(palette.get(), &job); };
     const auto engine = [&] {
-        OnThreads(threads, [&](uint32_t part) {
+        workers.Run([&](uint32_t part) {
             const uint32_t first = static_cast<uint32_t>(uint64_t{kVertices} * part / threads);
             const uint32_t next = static_cast<uint32_t>(uint64_t{kVertices} * (part + 1) / threads);
             EngineSkinVertices(mesh.src.data() + size_t{first} * kSrcStride, kSrcStride,

@@ -3,34 +3,20 @@
 
 #include <immintrin.h>
 
+#include "Avx2Width.h"
 #include "FullLanes.h"
 
 namespace {
 
-struct Avx2Width {
-    using Vec = __m256;
-    static constexpr unsigned kVertices = 2;
+// With what FullLanes needs beyond the arithmetic.
+struct Avx2FullWidth : Avx2Width {
     static constexpr unsigned kStoredLanes = 0x77;
 
-    template <class Address>
-    QUORVAN_INLINE static Vec LoadSlots(Address at) {
-        return _mm256_loadu2_m128(reinterpret_cast<const float*>(at(1)), reinterpret_cast<const float*>(at(0)));
-    }
     // Row r of each vertex's bone into rows[r].
     template <class Bone>
     QUORVAN_INLINE static void LoadBones(Bone bone, Vec (&rows)[4]) {
         for (unsigned r = 0; r < 4; ++r)
             rows[r] = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_load_ps(bone(0)[r])), _mm_load_ps(bone(1)[r]), 1);
-    }
-    template <int Lane>
-    QUORVAN_INLINE static Vec Splat(Vec v) {
-        return _mm256_permute_ps(v, Lane * 0x55);
-    }
-    QUORVAN_INLINE static Vec Mul(Vec a, Vec b) { return _mm256_mul_ps(a, b); }
-    QUORVAN_INLINE static Vec Add(Vec a, Vec b) { return _mm256_add_ps(a, b); }
-    QUORVAN_INLINE static Vec Zero() { return _mm256_setzero_ps(); }
-    QUORVAN_INLINE static __m128 Slot(Vec v, unsigned k) {
-        return k == 0 ? _mm256_castps256_ps128(v) : _mm256_extractf128_ps(v, 1);
     }
 
     // Lanes 0-2 of p, n, t and b of each vertex as three whole vectors:
@@ -82,4 +68,4 @@ struct Avx2Width {
 }  // namespace
 
 const SseKernelTable kAvx2FullKernels =
-    BuildSkinningTable<FullSkinning::Family<FullSkinning::Lanes<Avx2Width>>>();
+    BuildSkinningTable<FullSkinning::Family<FullSkinning::Lanes<Avx2FullWidth>>>();

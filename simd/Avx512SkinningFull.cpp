@@ -3,26 +3,15 @@
 
 #include <immintrin.h>
 
+#include "Avx512Width.h"
 #include "FullLanes.h"
 
 namespace {
 
-struct Avx512Width {
-    using Vec = __m512;
-    static constexpr unsigned kVertices = 4;
+// With what FullLanes needs beyond the arithmetic.
+struct Avx512FullWidth : Avx512Width {
     static constexpr unsigned kStoredLanes = 0x7777;
 
-    template <class Quarter>
-    QUORVAN_INLINE static Vec Gather(Quarter quarter) {
-        Vec v = _mm512_castps128_ps512(quarter(0));
-        v = _mm512_insertf32x4(v, quarter(1), 1);
-        v = _mm512_insertf32x4(v, quarter(2), 2);
-        return _mm512_insertf32x4(v, quarter(3), 3);
-    }
-    template <class Address>
-    QUORVAN_INLINE static Vec LoadSlots(Address at) {
-        return Gather([&](unsigned k) { return _mm_loadu_ps(reinterpret_cast<const float*>(at(k))); });
-    }
     // Row r of each vertex's bone into rows[r]. Rows come in aligned pairs,
     // two vertices' pairs to a register, and one shuffle per row sorts them:
     // fewer shuffles than inserting sixteen rows one by one.
@@ -36,21 +25,6 @@ struct Avx512Width {
             const __m512 first = twoVertices(0), second = twoVertices(2);  // (a0 a1 b0 b1), (c0 c1 d0 d1)
             rows[2 * pair] = _mm512_shuffle_f32x4(first, second, _MM_SHUFFLE(2, 0, 2, 0));
             rows[2 * pair + 1] = _mm512_shuffle_f32x4(first, second, _MM_SHUFFLE(3, 1, 3, 1));
-        }
-    }
-    template <int Lane>
-    QUORVAN_INLINE static Vec Splat(Vec v) {
-        return _mm512_permute_ps(v, Lane * 0x55);
-    }
-    QUORVAN_INLINE static Vec Mul(Vec a, Vec b) { return _mm512_mul_ps(a, b); }
-    QUORVAN_INLINE static Vec Add(Vec a, Vec b) { return _mm512_add_ps(a, b); }
-    QUORVAN_INLINE static Vec Zero() { return _mm512_setzero_ps(); }
-    QUORVAN_INLINE static __m128 Slot(Vec v, unsigned k) {
-        switch (k) {
-        case 0: return _mm512_castps512_ps128(v);
-        case 1: return _mm512_extractf32x4_ps(v, 1);
-        case 2: return _mm512_extractf32x4_ps(v, 2);
-        default: return _mm512_extractf32x4_ps(v, 3);
         }
     }
 
@@ -106,4 +80,4 @@ struct Avx512Width {
 }  // namespace
 
 const SseKernelTable kAvx512FullKernels =
-    BuildSkinningTable<FullSkinning::Family<FullSkinning::Lanes<Avx512Width>>>();
+    BuildSkinningTable<FullSkinning::Family<FullSkinning::Lanes<Avx512FullWidth>>>();

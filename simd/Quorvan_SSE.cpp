@@ -41,27 +41,27 @@ void Quorvan_SSE::SetSkinningMatrix(uint32_t bone, const float* m) { SetSsePalet
 void Quorvan_SSE::CachelessCopy(void* dst, const void* src, uint32_t bytes) {
     if (bytes % 4 != 0)
         ReportFatal(kSourceFile, 1215, "CachelessCopy only handles copies that are a multiple of 4 bytes.");
-    s_vectorKernels->copyBlocks(static_cast<uint8_t*>(dst), static_cast<const uint8_t*>(src), bytes);
+    s_vectorKernels->memory.copyBlocks(static_cast<uint8_t*>(dst), static_cast<const uint8_t*>(src), bytes);
 }
 
 bool Quorvan_SSE::TestMaskRect(const uint32_t* base, uint32_t width, uint32_t height, uint32_t pitch,
                                uint32_t mask) {
-    return s_vectorKernels->testMaskRect(base, width, height, pitch, mask);
+    return s_vectorKernels->memory.testMaskRect(base, width, height, pitch, mask);
 }
 
 void Quorvan_SSE::FowAlpha16Update(const uint32_t* visibility, uint32_t count, uint32_t fullMask,
                                    uint32_t halfMask, uint16_t* texels) {
     if (count % 4 != 0) ReportFatal(kSourceFile, 1269, "FowAlpha16Update, Must have multiple's of 4 for size only.");
-    s_vectorKernels->fowAlpha16(visibility, count, fullMask, halfMask, texels);
+    s_vectorKernels->memory.fowAlpha16(visibility, count, fullMask, halfMask, texels);
 }
 
 void Quorvan_SSE::FowAlpha32Update(const uint32_t* visibility, uint32_t count, uint32_t fullMask,
                                    uint32_t halfMask, uint32_t* texels) {
     if (count % 4 != 0) ReportFatal(kSourceFile, 1365, "FowAlpha32Update, Must have multiple's of 4 for size only.");
-    s_vectorKernels->fowAlpha32(visibility, count, fullMask, halfMask, texels);
+    s_vectorKernels->memory.fowAlpha32(visibility, count, fullMask, halfMask, texels);
 }
 
 void Quorvan_SSE::ANDMaskMemory(uint32_t* words, uint32_t count, uint32_t mask) {
     if (count % 2 != 0) ReportFatal(kSourceFile, 1427, "ANDMaskMemory, Must have multiple's of 2 for length.");
-    s_vectorKernels->andMask(words, count, mask);
+    s_vectorKernels->memory.andMask(words, count, mask);
 }

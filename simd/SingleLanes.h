@@ -13,14 +13,9 @@
 // one. Kernels with packed directions run one by one: theirs is integer
 // work per vertex that the lanes cannot share.
 //
-// A wide unit is described by a policy:
-//   using V = <register type>;
-//   static constexpr unsigned kVertices;  // 128-bit parts per register
-//   static V Load(const uint8_t* const* at, uint32_t offset);  // 16 bytes at
-//                                                              // at[i] + offset into part i
-//   template <int Lane> static V Splat(V);  // lane `Lane` across each part
-//   static V Mul(V, V), Add(V, V);
-//   template <unsigned Index> static __m128 Part(V);  // part `Index` as an SSE register
+// A wide unit is described by a policy (Avx2Width.h, Avx512Width.h): its
+// register type Vec with kVertices 128-bit slots, LoadSlots, Splat<Lane>,
+// Mul, Add and Slot.
 
 #include <cstdint>
 #include <utility>
@@ -50,11 +45,15 @@ QUORVAN_INLINE void Unroll(Body&& body) {
 // BoneRows for one bone per part.
 template <class Wide>
 struct WideRows {
-    using V = typename Wide::V;
+    using V = typename Wide::Vec;
     V r0, r1, r2, r3;
 
     QUORVAN_INLINE explicit WideRows(const uint8_t* const* bones)
-        : r0(Wide::Load(bones, 0)), r1(Wide::Load(bones, 16)), r2(Wide::Load(bones, 32)), r3(Wide::Load(bones, 48)) {}
+        : r0(Row(bones, 0)), r1(Row(bones, 1)), r2(Row(bones, 2)), r3(Row(bones, 3)) {}
+
+    QUORVAN_INLINE static V Row(const uint8_t* const* bones, unsigned r) {
+        return Wide::LoadSlots([&](unsigned k) { return bones[k] + 16 * r; });
+    }
 
     // (x * row0 + y * row1) + (z * row2 + row3).
     template <class Splatted>
@@ -72,13 +71,13 @@ struct WideRows {
 // Splatted for one source vector per part.
 template <class Wide>
 struct WideSplatted {
-    using V = typename Wide::V;
+    using V = typename Wide::Vec;
     V x, y, z;
 
     QUORVAN_INLINE explicit WideSplatted(V v)
         : x(Wide::template Splat<0>(v)), y(Wide::template Splat<1>(v)), z(Wide::template Splat<2>(v)) {}
     QUORVAN_INLINE WideSplatted(const uint8_t* const* vertices, uint32_t offset)
-        : WideSplatted(Wide::Load(vertices, offset)) {}
+        : WideSplatted(Wide::LoadSlots([&](unsigned k) { return vertices[k] + offset; })) {}
 };
 
 // Blocks of Groups registers' worth of vertices, while more than a block
@@ -86,7 +85,7 @@ struct WideSplatted {
 template <class Wide, unsigned Groups>
 struct Lanes {
     static constexpr unsigned kBlock = Wide::kVertices * Groups;
-    using V = typename Wide::V;
+    using V = typename Wide::Vec;
 
     template <uint32_t ExtraSize, unsigned Features>
     QUORVAN_INLINE static void Run(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor) {
@@ -147,13 +146,13 @@ private:
         Unroll<kBlock>([&](auto vertex) {
             constexpr unsigned i = decltype(vertex)::value, g = i / Wide::kVertices, part = i % Wide::kVertices;
             uint8_t* dst = cursor.dst;
-            StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, Wide::template Part<part>(position[g]));
+            StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, Wide::Slot(position[g], part));
             if constexpr (F::kNormal)
-                StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, Wide::template Part<part>(normal[g]));
+                StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, Wide::Slot(normal[g], part));
             if constexpr (F::kTangents) {
-                StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), Wide::template Part<part>(tangent[g]));
+                StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), Wide::Slot(tangent[g], part));
                 StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false),
-                                                          Wide::template Part<part>(binormal[g]));
+                                                          Wide::Slot(binormal[g], part));
             }
             cursor.FinishVertex<ExtraSize, F::kAux>(job);
         });

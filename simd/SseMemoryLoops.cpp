@@ -54,9 +54,6 @@ struct AlphaTerms {
     }
 };
 
-}  // namespace
-
-namespace SseMemory {
 
 // 32-byte blocks as four 8-byte moves, each store right after its load, then
 // whole 32-bit words. Plain stores: whatever the name promises, no streaming
@@ -81,7 +78,7 @@ void CopyBlocks(uint8_t* dst, const uint8_t* src, uint32_t bytes) {
 
 // Four 16-bit texels per step, alpha in bits 12-15: 0xF, 0x7 or 0x3.
 void FowAlpha16(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
-                       uint16_t* texels) {
+                uint16_t* texels) {
     const AlphaTerms terms(fullMask, halfMask, 0xF000, 0x7000);
     const __m64 low = Both(0x30003000), keep = Both(0x0FFF0FFF);
     const uintptr_t end = AddressOfWord(visibility, count);
@@ -99,7 +96,7 @@ void FowAlpha16(const uint32_t* visibility, uint32_t count, uint32_t fullMask, u
 
 // Two 32-bit texels per step, alpha in bits 24-31: 0xFF, 0x70 or 0x30.
 void FowAlpha32(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
-                       uint32_t* texels) {
+                uint32_t* texels) {
     const AlphaTerms terms(fullMask, halfMask, 0xFF000000, 0x70000000);
     const __m64 low = Both(0x30000000), keep = Both(0x00FFFFFF);
     const uintptr_t end = AddressOfWord(visibility, count);
@@ -119,4 +116,7 @@ void AndMask(uint32_t* words, uint32_t count, uint32_t mask) {
     _mm_empty();
 }
 
-}  // namespace SseMemory
+}  // namespace
+
+// The rectangle test reads word by word, as the scalar implementation does.
+const MemoryLoops kSseMemoryLoops = {CopyBlocks, FowAlpha16, FowAlpha32, AndMask, AnyMaskBitInRect};
