@@ -43,7 +43,7 @@ TEST_F(SkinningRefusalTest, UnsupportedExtraSizesAreReportedAndTouchNothing) {
     };
     const std::vector<uint32_t> sizes = {2, 6, 85, 86, 88, 0xFFFFFFFF};
     const struct {
-        int feature;  // refusing runs no instruction of the path's own but the compiler's
+        int feature;  // what the processor must run: the compiler may use it anywhere in the dispatcher
         std::function<void(const SkinningJob&)> run;
         const SkinningJob* copy;  // the dispatcher's, if it has one
         const char* file;
