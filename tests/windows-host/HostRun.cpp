@@ -1,12 +1,8 @@
-// A host as an engine built with the Microsoft compiler writes it: only the
-// public header, the entry points and the virtual table. It checks the
-// lifecycle through the exported statics, skins a few vertices with each
-// implementation and prints every destination byte, so the same program
-// built for Linux i386 must print exactly the same lines. The thread-safe
-// skinning calls, with the job cut into ranges, must leave the bytes the
-// vector implementation leaves.
-//
-// Usage: HostRun; exit status 0 when every check held.
+// A host as an engine built with the Microsoft compiler writes it (public
+// headers, entry points, virtual table): it prints every destination byte of
+// a few skinned vertices, which its Linux i386 build must print alike, and
+// checks the lifecycle and the thread-safe calls cut into ranges. Exit status
+// 0 when every check held.
 
 #include <Quorvan/Quorvan.h>
 #include <Quorvan/QuorvanSkinning.h>
