@@ -1,7 +1,8 @@
 #pragma once
 
 // Two 128-bit slots in a 256-bit register: what the AVX2 skinning kernels
-// run on, one vertex laid out in each slot exactly as in an SSE register.
+// run on, each slot laid out exactly as an SSE register (one vertex per slot
+// in SkinningSingle, one vector of a vertex per slot in SkinningFull).
 
 #include <immintrin.h>
 

@@ -1,80 +1,72 @@
-// SkinningFull built for AVX-512: four vertices per instruction, one in each
-// 128-bit quarter, with the vertices that have run out of influences masked.
+// SkinningFull built for AVX-512: a vertex in one register, position,
+// normal, tangent and binormal in its four 128-bit quarters.
 
 #include <immintrin.h>
 
-#include "Avx512Width.h"
 #include "FullLanes.h"
 
 namespace {
 
-// With what FullLanes needs beyond the arithmetic.
-struct Avx512FullWidth : Avx512Width {
-    static constexpr unsigned kStoredLanes = 0x7777;
+struct Avx512FullWidth {
+    using Vec = __m512;
+    static constexpr unsigned kRegisters = 1;
 
-    // Row r of each vertex's bone into rows[r]. Rows come in aligned pairs,
-    // two vertices' pairs to a register, and one shuffle per row sorts them:
-    // fewer shuffles than inserting sixteen rows one by one.
-    template <class Bone>
-    QUORVAN_INLINE static void LoadBones(Bone bone, Vec (&rows)[4]) {
-        for (unsigned pair = 0; pair < 2; ++pair) {
-            const auto twoVertices = [&](unsigned k) {
-                const __m512 low = _mm512_castps256_ps512(_mm256_load_ps(bone(k)[2 * pair]));
-                return _mm512_insertf32x8(low, _mm256_load_ps(bone(k + 1)[2 * pair]), 1);
-            };
-            const __m512 first = twoVertices(0), second = twoVertices(2);  // (a0 a1 b0 b1), (c0 c1 d0 d1)
-            rows[2 * pair] = _mm512_shuffle_f32x4(first, second, _MM_SHUFFLE(2, 0, 2, 0));
-            rows[2 * pair + 1] = _mm512_shuffle_f32x4(first, second, _MM_SHUFFLE(3, 1, 3, 1));
+    QUORVAN_INLINE static Vec Mul(Vec a, Vec b) { return _mm512_mul_ps(a, b); }
+    QUORVAN_INLINE static Vec Add(Vec a, Vec b) { return _mm512_add_ps(a, b); }
+    QUORVAN_INLINE static Vec Zero() { return _mm512_setzero_ps(); }
+    QUORVAN_INLINE static __m128 Slot(Vec v, unsigned k) {
+        switch (k) {
+        case 0: return _mm512_castps512_ps128(v);
+        case 1: return _mm512_extractf32x4_ps(v, 1);
+        case 2: return _mm512_extractf32x4_ps(v, 2);
+        default: return _mm512_extractf32x4_ps(v, 3);
         }
     }
 
-    // Lanes 0-2 of p, n, t and b of each vertex as three whole vectors:
-    // (px py pz nx), (ny nz tx ty), (tz bx by bz).
-    QUORVAN_INLINE static void Interleave(Vec p, Vec n, Vec t, Vec b, Vec (&out)[3]) {
-        // Lane j of a slot: an index into the first source (0-15) or, plus
-        // 16, the second.
-        const __m512i first = _mm512_setr_epi32(0, 1, 2, 16, 4, 5, 6, 20, 8, 9, 10, 24, 12, 13, 14, 28);
-        const __m512i second = _mm512_setr_epi32(1, 2, 16, 17, 5, 6, 20, 21, 9, 10, 24, 25, 13, 14, 28, 29);
-        const __m512i third = _mm512_setr_epi32(2, 16, 17, 18, 6, 20, 21, 22, 10, 24, 25, 26, 14, 28, 29, 30);
-        out[0] = _mm512_permutex2var_ps(p, first, n);
-        out[1] = _mm512_permutex2var_ps(n, second, t);
-        out[2] = _mm512_permutex2var_ps(t, third, b);
+    QUORVAN_INLINE static Vec Join(const __m128* slots) {
+        Vec v = _mm512_castps128_ps512(slots[0]);
+        v = _mm512_insertf32x4(v, slots[1], 1);
+        v = _mm512_insertf32x4(v, slots[2], 2);
+        return _mm512_insertf32x4(v, slots[3], 3);
+    }
+    QUORVAN_INLINE static Vec Row(const float (&row)[4]) { return _mm512_broadcast_f32x4(_mm_load_ps(row)); }
+    QUORVAN_INLINE static Vec Broadcast(float f) { return _mm512_set1_ps(f); }
+    QUORVAN_INLINE static Vec AddToFirstSlot(Vec v, const float (&row)[4]) {
+        return _mm512_mask_add_ps(v, 0x000F, v, _mm512_castps128_ps512(_mm_load_ps(row)));
     }
 
-    // Each vertex's four weights, in influence order, as byte * (1/255).
-    QUORVAN_INLINE static Vec Weights(const FullSkinning::VertexInputs* v) {
-        const __m128i bytes = _mm_setr_epi32(static_cast<int>(v[0].weights), static_cast<int>(v[1].weights),
-                                             static_cast<int>(v[2].weights), static_cast<int>(v[3].weights));
-        return Mul(_mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(bytes)), _mm512_set1_ps(1.0f / 255.0f));
+    // The source as 32-bit words: the three of each skinned vector, loaded
+    // at once under a mask (so nothing else is read), then spread.
+    template <class Slots>
+    static constexpr __mmask16 SourceWords() {
+        unsigned words = 0;
+        for (unsigned v = 0; v < 4; ++v) words |= 7u << Slots::kSrc[v] / 4;
+        return static_cast<__mmask16>(words);
     }
-    QUORVAN_INLINE static Vec Broadcast(Vec weights, unsigned influence) {
-        return _mm512_permutevar_ps(weights, _mm512_set1_epi32(static_cast<int>(influence)));
+    template <class Slots, int Component>
+    QUORVAN_INLINE static __m512i Spreading() {
+        constexpr int a = Slots::kSrc[0] / 4 + Component, b = Slots::kSrc[1] / 4 + Component,
+                      c = Slots::kSrc[2] / 4 + Component, d = Slots::kSrc[3] / 4 + Component;
+        return _mm512_setr_epi32(a, a, a, a, b, b, b, b, c, c, c, c, d, d, d, d);
     }
-
-    struct Counts {
-        __m512i counts;
-        QUORVAN_INLINE explicit Counts(const FullSkinning::VertexInputs* v)
-            : counts(_mm512_permutexvar_epi32(
-                  _mm512_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3),
-                  _mm512_castsi128_si512(_mm_setr_epi32(static_cast<int>(v[0].count), static_cast<int>(v[1].count),
-                                                        static_cast<int>(v[2].count), static_cast<int>(v[3].count))))) {}
-        // The lanes of the vertices that have an influence `i`.
-        QUORVAN_INLINE __mmask16 Above(unsigned i) const {
-            return _mm512_cmpgt_epi32_mask(counts, _mm512_set1_epi32(static_cast<int>(i)));
-        }
-    };
-    QUORVAN_INLINE static Vec AddWhere(__mmask16 lanes, Vec product, Vec sum) {
-        return _mm512_mask_add_ps(sum, lanes, product, sum);
+    template <class Slots>
+    QUORVAN_INLINE static void Spread(const uint8_t* src, Vec (&x)[1], Vec (&y)[1], Vec (&z)[1]) {
+        const Vec words = _mm512_maskz_loadu_ps(SourceWords<Slots>(), src);
+        x[0] = _mm512_permutexvar_ps(Spreading<Slots, 0>(), words);
+        y[0] = _mm512_permutexvar_ps(Spreading<Slots, 1>(), words);
+        z[0] = _mm512_permutexvar_ps(Spreading<Slots, 2>(), words);
     }
 
-    QUORVAN_INLINE static unsigned NegativeZeroLanes(Vec v) {
-        return _mm512_cmpeq_epi32_mask(_mm512_castps_si512(v), _mm512_set1_epi32(INT32_MIN));
+    // Lanes 0-2 of each quarter lie next to each other in the destination:
+    // gathered into twelve words, the skinned ones are stored under a mask.
+    template <class Slots, unsigned R>
+    QUORVAN_INLINE static void Store(uint8_t* dst, const Vec (&sums)[1]) {
+        static_assert(Slots::kDst[1] == 12 && Slots::kDst[2] == 24 && Slots::kDst[3] == 36, "adjacent vectors");
+        unsigned words = 0;
+        for (unsigned v = 0; v < 4; ++v) words |= Slots::kPresent[v] ? 7u << 3 * v : 0;
+        const __m512i gather = _mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 15, 15, 15, 15);
+        _mm512_mask_storeu_ps(dst, static_cast<__mmask16>(words), _mm512_permutexvar_ps(gather, sums[0]));
     }
-    QUORVAN_INLINE static unsigned NonZeroLanes(Vec v) {
-        const __m512i bits = _mm512_castps_si512(v);
-        return _mm512_test_epi32_mask(bits, bits);
-    }
-    QUORVAN_INLINE static unsigned NaNLanes(Vec v) { return _mm512_cmp_ps_mask(v, v, _CMP_UNORD_Q); }
 };
 
 }  // namespace

@@ -13,7 +13,7 @@
 // one. Kernels with packed directions run one by one: theirs is integer
 // work per vertex that the lanes cannot share.
 //
-// A wide unit is described by a policy (Avx2Width.h, Avx512Width.h): its
+// A wide unit is described by a policy (Avx2Width.h): its
 // register type Vec with kVertices 128-bit slots, LoadSlots, Splat<Lane>,
 // Mul, Add and Slot.
 

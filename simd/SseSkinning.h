@@ -42,4 +42,4 @@ constexpr unsigned SingleKernelFeatures(unsigned flags) {
 // The same kernels built for each instruction set; all of them leave the
 // same bytes and the same job copy.
 extern const SseKernelTable kSseFullKernels, kAvx2FullKernels, kAvx512FullKernels;
-extern const SseKernelTable kSseSingleKernels, kAvx2SingleKernels, kAvx512SingleKernels;
+extern const SseKernelTable kSseSingleKernels, kAvx2SingleKernels;
