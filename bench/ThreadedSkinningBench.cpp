@@ -1,11 +1,10 @@
 // The thread-safe SkinningFull on 1, 2 and all hardware threads: one mesh of
 // 1,000,000 vertices (4 influences, float normal, tangent and binormal) cut
 // into one range per thread, the ranges run at once on persistent workers and
-// stitched. In the
-// same run: the whole job as one call on one thread, and the engine's own
-// matrix-blend loop (EngineSkinning.h) on the same number of threads, each
-// thread taking an equal share of the vertices. The stitch's share of the
-// time is reported as well.
+// stitched. In the same run: the whole job as one call on one thread, and the
+// engine's own matrix-blend loop (EngineSkinning.h) on the same number of
+// threads, each thread taking an equal share of the vertices. The stitch's
+// share of the time is reported as well.
 
 #include <Quorvan/QuorvanSkinning.h>
 
