@@ -17,10 +17,11 @@
 // carry exactly as they do there, and a destination laid over the next
 // vertex's source is read after it was written, as there.
 //
-// Only kernels with float directions run here: positions alone, or with
-// packed directions, leave too few slots to fill.
+// Packed directions take PackedLanes.h instead; positions alone leave too
+// few slots to fill and run one by one.
 
 #include "FullSkinningLoop.h"
+#include "PackedLanes.h"
 
 namespace {
 namespace FullSkinning {
@@ -116,8 +117,10 @@ struct Lanes {
     template <uint32_t ExtraSize, unsigned Features>
     static Progress Run(SkinningJob job, const SseBonePalette& palette, Progress progress) {
         using F = KernelFeatures<Features>;
-        if constexpr (F::kPacked || !(F::kNormal || F::kTangents)) {
+        if constexpr (!(F::kNormal || F::kTangents)) {
             return progress;
+        } else if constexpr (F::kPacked) {
+            return PackedLanes<Features>::template Run<ExtraSize>(job, palette, progress);
         } else {
             VertexCursor& cursor = progress.cursor;
             Sums sums = FromCarry(progress.carry);
