@@ -18,11 +18,6 @@
 
 namespace {
 
-bool RunsFeature(int feature) {
-    _processor_info info;
-    return _cpuid(&info) != 0 && (info.osFeatures & feature);
-}
-
 // Source vertices: position, bones, weights, a float normal, bytes the paths
 // must not read, then the pass-through bytes. Destination vertices: position,
 // normal, a gap, the pass-through bytes, a gap.
@@ -30,27 +25,16 @@ constexpr uint32_t kSrcStride = 68, kSrcExtra = 40, kDstStride = 60, kDstExtra =
 
 SkinningJob Job(const CanaryBuffer& src, CanaryBuffer& dst, uint32_t extraSize, uint8_t otherFlags) {
     SkinningJob job{};
-    job.srcVertex = src.data();
-    job.srcStride = kSrcStride;
-    job.srcExtraOffset = kSrcExtra;
-    job.dstVertex = dst.data();
-    job.dstStride = kDstStride;
-    job.dstExtraOffset = kDstExtra;
-    job.auxOffset = 0x40000000;  // no path reads an auxiliary stream
-    job.auxSize = 0x1000;
-    job.extraSize = extraSize;
-    job.vertexCount = kCount;
+    job.srcVertex = src.data(), job.srcStride = kSrcStride, job.srcExtraOffset = kSrcExtra;
+    job.dstVertex = dst.data(), job.dstStride = kDstStride, job.dstExtraOffset = kDstExtra;
+    job.auxOffset = 0x40000000, job.auxSize = 0x1000;  // no path reads an auxiliary stream
+    job.extraSize = extraSize, job.vertexCount = kCount;
     job.hasTangents = job.hasAux = job.packedDirections = otherFlags;
     return job;
 }
 
-class Sse2PathTest : public LibraryTest {
+class Sse2PathTest : public FeatureTest<FeatureSSE2> {
 protected:
-    void SetUp() override {
-        LibraryTest::SetUp();
-        if (!RunsFeature(FeatureSSE2)) GTEST_SKIP() << "the processor does not run SSE2";
-    }
-
     // The blend as the path defines it, one rounded float operation at a
     // time: weights in plain order, rows summed (y row1 + z row2) + x row0,
     // influences ended by a next bone byte of 255, the sums cleared.
@@ -145,13 +129,7 @@ uint16_t X87Tags() {
     return static_cast<uint16_t>(environment[2]);
 }
 
-class ThreeDNowPathTest : public LibraryTest {
-protected:
-    void SetUp() override {
-        LibraryTest::SetUp();
-        if (!RunsFeature(Feature3DNow)) GTEST_SKIP() << "the processor does not run 3DNow!";
-    }
-};
+using ThreeDNowPathTest = FeatureTest<Feature3DNow>;
 
 TEST_F(ThreeDNowPathTest, PaletteHoldsColumnsInPairsAndLeavesTheMmxStateClear) {
     float m[12];

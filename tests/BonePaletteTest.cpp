@@ -29,12 +29,11 @@ TEST(QuantiseRotationTest, TruncatesTheExactProductAndWraps) {
         EXPECT_EQ(QuantiseRotation(std::nextafter(static_cast<float>(k) / 127.0f, 0.0f)), k - 1) << k;
 }
 
-using SsePaletteTest = LibraryTest;
+using SsePaletteTest = FeatureTest<FeatureSSE>;
 
 // Bone 255, the last: its quantised bytes lie right before the float rows of
 // bone 0, so a byte too many would land there.
 TEST_F(SsePaletteTest, ABoneTouchesOnlyItsOwnBytes) {
-    if (!RunsSse()) GTEST_SKIP() << "the operating system does not run SSE here";
     Quorvan_SSE sse;
     std::unique_ptr<SseBonePalette> before(new SseBonePalette(s_ssePalette));
     const float m[12] = {0.5f, -0.25f, 1.0f, -1.0f, 0.75f, 0.0f, 0.999f, -0.999f, -0.5f, 10.0f, -20.0f, 30.5f};

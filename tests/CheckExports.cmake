@@ -1,16 +1,9 @@
 # Compares the symbols a shared library exports with a list, one per line.
 #   -DTOOL=nm|objdump  -DFORMAT=elf|pe  -DLIBRARY=<file>  -DEXPECTED=<list file>
 if(FORMAT STREQUAL "elf")
-  execute_process(COMMAND ${TOOL} -D --defined-only -C ${LIBRARY}
+  execute_process(COMMAND ${TOOL} -D --defined-only -C --format=just-symbols ${LIBRARY}
                   OUTPUT_VARIABLE listing RESULT_VARIABLE failed)
-  string(REGEX MATCHALL "[^\n]+" lines "${listing}")
-  set(actual)
-  foreach(line IN LISTS lines)
-    # "<address> <type> <name>"
-    if(line MATCHES "^[0-9a-fA-F]+ [A-Za-z] (.+)$")
-      list(APPEND actual "${CMAKE_MATCH_1}")
-    endif()
-  endforeach()
+  string(REGEX MATCHALL "[^\n]+" actual "${listing}")
 else()
   execute_process(COMMAND ${TOOL} -p ${LIBRARY} OUTPUT_VARIABLE listing RESULT_VARIABLE failed)
   string(REGEX MATCHALL "[^\n]+" lines "${listing}")

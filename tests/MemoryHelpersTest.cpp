@@ -42,26 +42,13 @@ bool X87StackUsable() {
     return a * b - a == 1.5L;
 }
 
-// With `expected`, exactly one report of `line` in the vector
-// implementation's file, else none; clears them for the next call.
-void ExpectReport(bool expected, int line, const std::string& message) {
-    const auto& reports = HostCapture::Reports();
-    ASSERT_EQ(reports.size(), expected ? 1u : 0u) << message;
-    if (expected) {
-        EXPECT_EQ(reports[0].file, "./Quorvan_SSE.cpp");
-        EXPECT_EQ(reports[0].line, line);
-        EXPECT_EQ(reports[0].message, message);
-    }
-    HostCapture::Clear();
-}
-
 class MemoryHelperTest : public LibraryTest, public ::testing::WithParamInterface<Implementation> {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
         if (!Vector()) {
             m_impl = std::make_unique<Quorvan_std>();
-        } else if (RunsSse() && ProcessorRunsVectorPath(GetParam().path)) {
+        } else if (Runs(FeatureSSE) && ProcessorRunsVectorPath(GetParam().path)) {
             m_impl = std::make_unique<Quorvan_SSE>(GetParam().path);
         } else {
             GTEST_SKIP() << "this processor does not run the " << GetParam().name << " path";
@@ -96,8 +83,8 @@ TEST_P(MemoryHelperTest, CachelessCopyCopiesTheWholeWords) {
                     ASSERT_EQ(dst.data()[k], k < copied ? src[srcShift + k] : kCanary)
                         << bytes << " bytes, shifts " << dstShift << "/" << srcShift << ", byte " << k;
                 EXPECT_EQ(dst.FirstGuardHit(), -1) << bytes << " bytes, shifts " << dstShift << "/" << srcShift;
-                ExpectReport(Vector() && bytes % 4 != 0, 1215,
-                             "CachelessCopy only handles copies that are a multiple of 4 bytes.");
+                ExpectReports(Vector() && bytes % 4 != 0, "./Quorvan_SSE.cpp", 1215,
+                              "CachelessCopy only handles copies that are a multiple of 4 bytes.");
             }
 }
 
@@ -139,9 +126,8 @@ void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, uint32_t count, uin
             << "/0x" << halfMask;
     }
     EXPECT_EQ(texels.FirstGuardHit(), -1) << count;
-    ExpectReport(vector && count % 4 != 0, k16 ? 1269 : 1365,
-                 std::string(k16 ? "FowAlpha16Update" : "FowAlpha32Update") +
-                     ", Must have multiple's of 4 for size only.");
+    ExpectReports(vector && count % 4 != 0, "./Quorvan_SSE.cpp", k16 ? 1269 : 1365,
+                  std::string(k16 ? "FowAlpha16" : "FowAlpha32") + "Update, Must have multiple's of 4 for size only.");
 }
 
 // Every count up to 80 meets each path's wide steps and the SSE steps after
@@ -181,7 +167,7 @@ TEST_P(MemoryHelperTest, ANDMaskMemoryVectorFormReportsAnOddCountBeforeItWalks) 
     HostCapture::AbortOnFatal();
     uint32_t words[4] = {1, 2, 3, 4};
     EXPECT_THROW(Impl().ANDMaskMemory(words, 3, 0), HostAbort);
-    ExpectReport(true, 1427, "ANDMaskMemory, Must have multiple's of 2 for length.");
+    ExpectReports(true, "./Quorvan_SSE.cpp", 1427, "ANDMaskMemory, Must have multiple's of 2 for length.");
     EXPECT_EQ(std::vector<uint32_t>(words, words + 4), (std::vector<uint32_t>{1, 2, 3, 4}));
 }
 

@@ -2,7 +2,6 @@
 // without the library; on the emulated processors as well, where the
 // processor differs from run to run.
 
-#include <cpuid.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include <Quorvan/Quorvan.h>
 
 #include "../Cross/Quorvan/ProcessorProbe.h"
+#include "ReportedFeatures.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -36,12 +36,7 @@ _processor_info ExpectedRecord() {
     r.family = static_cast<int>(eax >> 8 & 15);
     r.model = static_cast<int>(eax >> 4 & 15);
     r.stepping = static_cast<int>(eax & 15);
-    r.cpuFeatures = (edx >> 23 & 1) | (edx >> 25 & 1) << 1 | (edx >> 26 & 1) << 2;  // MMX 1, SSE 2, SSE2 4
-    __cpuid(0x80000000u, eax, ebx, ecx, edx);
-    if (eax >= 0x80000000u) {
-        __cpuid(0x80000001u, eax, ebx, ecx, edx);
-        r.cpuFeatures |= (edx >> 31) << 3;  // 3DNow! 8
-    }
+    r.cpuFeatures = ReportedFeatures();
     // Every feature the processor has runs under this operating system.
     r.osFeatures = r.cpuFeatures;
     r.checkedFeatures = 15;

@@ -116,27 +116,14 @@ ArenaJob RandomJob(std::mt19937& random, const JobShape& shape) {
     for (int64_t v = 0; v < count; ++v)
         for (int k = 12; k < 16; ++k) vertex(v)[k] = static_cast<uint8_t>(random() % std::min(shape.bones, top));
 
-    SkinningJob& job = a.job;
-    job.srcVertex = a.arena.data() + src0;
-    job.srcStride = static_cast<uint32_t>(srcStride);
-    job.srcExtraOffset = static_cast<uint32_t>(srcExtra);
-    job.dstVertex = a.arena.data() + dst0;
-    job.dstStride = static_cast<uint32_t>(dstStride);
-    job.dstExtraOffset = static_cast<uint32_t>(dstExtra);
     // Without hasAux the auxiliary fields must not be read at all.
-    job.auxOffset = aux ? static_cast<uint32_t>(auxOffset) : 0xBEEF0000u;
-    job.auxSize = aux ? static_cast<uint32_t>(auxSize) : 0xDEAD0000u;
-    job.auxBase = aux ? a.arena.data() + auxAt : nullptr;
-    job.extraSize = shape.extraSize;
-    job.vertexCount = static_cast<uint32_t>(count);
-    // Any non-zero flag byte counts as set.
-    const auto flag = [&](unsigned feature) {
-        return shape.features & feature ? static_cast<uint8_t>(1 + random() % 255) : 0;
-    };
-    job.hasNormal = flag(kSkinNormal);
-    job.hasTangents = flag(kSkinTangents);
-    job.hasAux = flag(kSkinAux);
-    job.packedDirections = flag(kSkinPacked);
+    a.job = {a.arena.data() + src0, uint32_t(srcStride), uint32_t(srcExtra), a.arena.data() + dst0, uint32_t(dstStride),
+             uint32_t(dstExtra), aux ? uint32_t(auxOffset) : 0xBEEF0000u, aux ? uint32_t(auxSize) : 0xDEAD0000u,
+             aux ? a.arena.data() + auxAt : nullptr, shape.extraSize, uint32_t(count)};
+    // Any non-zero flag byte counts as set; the features' bits are in the flags' order.
+    uint8_t* const flags[4] = {&a.job.hasNormal, &a.job.hasTangents, &a.job.hasAux, &a.job.packedDirections};
+    for (unsigned k = 0; k < 4; ++k)
+        *flags[k] = shape.features >> k & 1 ? static_cast<uint8_t>(1 + random() % 255) : 0;
     return a;
 }
 

@@ -21,11 +21,11 @@
 
 namespace {
 
-class ThreadSafeSkinningTest : public LibraryTest {
+class ThreadSafeSkinningTest : public FeatureTest<FeatureSSE> {
 protected:
     void SetUp() override {
-        LibraryTest::SetUp();
-        if (!RunsSse()) GTEST_SKIP() << "the operating system does not run SSE here";
+        FeatureTest::SetUp();
+        if (IsSkipped()) return;
         m_interface.reset(new Quorvan_SSE);
         m_palette.reset(new QuorvanSkinningPalette);
         ASSERT_EQ(QuorvanSkinningResetPalette(m_palette.get()), QuorvanSkinningDone);

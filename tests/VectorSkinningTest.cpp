@@ -22,13 +22,7 @@ namespace {
 // SSE2 skins as SSE does.
 constexpr VectorPath kSkinningPaths[] = {VectorPath::Sse, VectorPath::Avx2, VectorPath::Avx512};
 
-class VectorSkinningTest : public LibraryTest {
-protected:
-    void SetUp() override {
-        LibraryTest::SetUp();
-        if (!RunsSse()) GTEST_SKIP() << "the operating system does not run SSE here";
-    }
-};
+using VectorSkinningTest = FeatureTest<FeatureSSE>;
 
 // One vertex at `src` (64 bytes) into a 64-byte destination of canary bytes.
 CanaryBuffer SkinOne(Quorvan& quorvan, bool full, const uint8_t* src, bool packedNormal) {

@@ -22,32 +22,20 @@ void Check(bool held, const char* what) {
 
 // Inputs come from integer arithmetic alone, so both builds start from the
 // same bits whatever their compilers do with floating point.
-class Bytes {
-public:
-    uint32_t Next() {
-        m_state = m_state * 1664525u + 1013904223u;
-        return m_state >> 8;
-    }
+struct Bytes {
+    uint32_t state = 12345;
+    uint32_t Next() { return (state = state * 1664525u + 1013904223u) >> 8; }
     // A float of moderate size, from its bit pattern: exponent 2^-6 to 2^3.
     float NextFloat() {
-        const uint32_t r = Next();
-        const uint32_t bits = (r & 0x800000u) << 8 | (121u + (r >> 16) % 10) << 23 | (Next() & 0x7FFFFF);
+        const uint32_t r = Next(), bits = (r & 0x800000u) << 8 | (121u + (r >> 16) % 10) << 23 | (Next() & 0x7FFFFF);
         float value;
         std::memcpy(&value, &bits, sizeof value);
         return value;
     }
-
-private:
-    uint32_t m_state = 12345;
 };
 
-constexpr unsigned kBones = 4;
-constexpr unsigned kVertices = 4;
-constexpr uint32_t kSrcStride = 64;
-constexpr uint32_t kDstStride = 64;
-constexpr uint32_t kSrcExtraOffset = 56;
-constexpr uint32_t kDstExtraOffset = 48;
-constexpr uint32_t kAuxSize = 4;
+// Vertices of 64 bytes in and out, pass-through bytes at 56 in and 48 out.
+constexpr unsigned kBones = 4, kVertices = 4, kStride = 64, kAuxSize = 4;
 constexpr uint8_t kCanary = 0xCD;
 
 struct Layout {
@@ -89,9 +77,9 @@ void SkinInRanges(const SkinningJob& job, bool single) {
 // Source vertices: random bytes, with floats where floats are read, bone
 // indices that name loaded bones and weights with some zeros among them.
 void FillSource(uint8_t* src, const Layout& layout, Bytes& random) {
-    for (unsigned k = 0; k < kVertices * kSrcStride; ++k) src[k] = static_cast<uint8_t>(random.Next());
+    for (unsigned k = 0; k < kVertices * kStride; ++k) src[k] = static_cast<uint8_t>(random.Next());
     for (unsigned v = 0; v < kVertices; ++v) {
-        uint8_t* vertex = src + v * kSrcStride;
+        uint8_t* vertex = src + v * kStride;
         const unsigned floatEnd = layout.packedDirections ? 12 : 56;
         for (unsigned offset = 0; offset < floatEnd; offset += 4) {
             if (offset == 12) offset = 20;  // bone indices and weights
@@ -108,7 +96,7 @@ void FillSource(uint8_t* src, const Layout& layout, Bytes& random) {
 void PrintBytes(const char* implementation, const char* operation, const Layout& layout, const uint8_t* bytes,
                 unsigned count) {
     std::printf("%s %s %s:", implementation, operation, layout.name);
-    for (unsigned k = 0; k < count; ++k) std::printf("%s%02x", k % kDstStride ? "" : " ", bytes[k]);
+    for (unsigned k = 0; k < count; ++k) std::printf("%s%02x", k % kStride ? "" : " ", bytes[k]);
     std::printf("\n");
 }
 
@@ -117,33 +105,13 @@ void Skin(Quorvan* q, const char* implementation, bool vector) {
     LoadBones(q, random);
     for (const Layout& layout : kLayouts) {
         for (int single = 0; single < 2; ++single) {
-            uint8_t src[kVertices * kSrcStride];
-            uint8_t aux[kVertices * kAuxSize];
-            uint8_t dst[kVertices * kDstStride];
+            uint8_t src[kVertices * kStride], aux[kVertices * kAuxSize], dst[kVertices * kStride];
             FillSource(src, layout, random);
             for (uint8_t& byte : aux) byte = static_cast<uint8_t>(random.Next());
             std::memset(dst, kCanary, sizeof dst);
-
-            SkinningJob job;
-            std::memset(&job, 0, sizeof job);
-            job.srcVertex = src;
-            job.srcStride = kSrcStride;
-            job.srcExtraOffset = kSrcExtraOffset;
-            job.dstVertex = dst;
-            job.dstStride = kDstStride;
-            job.dstExtraOffset = kDstExtraOffset;
-            job.auxSize = kAuxSize;
-            job.auxBase = aux;
-            job.extraSize = layout.extraSize;
-            job.vertexCount = kVertices;
-            job.hasNormal = layout.hasNormal;
-            job.hasTangents = layout.hasTangents;
-            job.hasAux = layout.hasAux;
-            job.packedDirections = layout.packedDirections;
-            if (single)
-                q->SkinningSingle(&job);
-            else
-                q->SkinningFull(&job);
+            const SkinningJob job = {src, kStride, 56, dst, kStride, 48, 0, kAuxSize, aux, layout.extraSize, kVertices,
+                                     layout.hasNormal, layout.hasTangents, layout.hasAux, layout.packedDirections};
+            single ? q->SkinningSingle(&job) : q->SkinningFull(&job);
             PrintBytes(implementation, single ? "SkinningSingle" : "SkinningFull", layout, dst, sizeof dst);
 
             if (!vector) continue;

@@ -6,31 +6,10 @@
 //
 // Usage: ProbeFaults; exit status 0 when every probe answered right.
 
-#include <cpuid.h>
-
 #include <cstdio>
 
-#include "../../Cross/Quorvan/ProcessorInfo.h"
 #include "../../Cross/Quorvan/ProcessorProbe.h"
-
-namespace {
-
-int ReportedFeatures() {
-    unsigned eax, ebx, ecx, edx;
-    int features = 0;
-    __cpuid(1, eax, ebx, ecx, edx);
-    if (edx & (1u << 23)) features |= FeatureMMX;
-    if (edx & (1u << 25)) features |= FeatureSSE;
-    if (edx & (1u << 26)) features |= FeatureSSE2;
-    __cpuid(0x80000000u, eax, ebx, ecx, edx);
-    if (eax >= 0x80000001u) {
-        __cpuid(0x80000001u, eax, ebx, ecx, edx);
-        if (edx & (1u << 31)) features |= Feature3DNow;
-    }
-    return features;
-}
-
-}  // namespace
+#include "../ReportedFeatures.h"
 
 int main() {
     const struct {
