@@ -116,14 +116,14 @@ ArenaJob RandomJob(std::mt19937& random, const JobShape& shape) {
     for (int64_t v = 0; v < count; ++v)
         for (int k = 12; k < 16; ++k) vertex(v)[k] = static_cast<uint8_t>(random() % std::min(shape.bones, top));
 
+    // Any non-zero flag byte counts as set; the feature bits are in the flags' order.
+    uint8_t flags[4];
+    for (unsigned k = 0; k < 4; ++k) flags[k] = shape.features >> k & 1 ? static_cast<uint8_t>(1 + random() % 255) : 0;
     // Without hasAux the auxiliary fields must not be read at all.
     a.job = {a.arena.data() + src0, uint32_t(srcStride), uint32_t(srcExtra), a.arena.data() + dst0, uint32_t(dstStride),
              uint32_t(dstExtra), aux ? uint32_t(auxOffset) : 0xBEEF0000u, aux ? uint32_t(auxSize) : 0xDEAD0000u,
-             aux ? a.arena.data() + auxAt : nullptr, shape.extraSize, uint32_t(count)};
-    // Any non-zero flag byte counts as set; the features' bits are in the flags' order.
-    uint8_t* const flags[4] = {&a.job.hasNormal, &a.job.hasTangents, &a.job.hasAux, &a.job.packedDirections};
-    for (unsigned k = 0; k < 4; ++k)
-        *flags[k] = shape.features >> k & 1 ? static_cast<uint8_t>(1 + random() % 255) : 0;
+             aux ? a.arena.data() + auxAt : nullptr, shape.extraSize, uint32_t(count), flags[0], flags[1], flags[2],
+             flags[3]};
     return a;
 }
 
