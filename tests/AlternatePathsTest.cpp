@@ -59,11 +59,9 @@ protected:
     float m_bones[Quorvan_SSE2::kBoneCount][12] = {};
 };
 
-// Random vertices of one to four influences for every kernel, with any
-// bytes in the flags the path ignores. Bone 127 moves to infinity, so the
-// sums must start again from zero after it. Positions come out exactly as
-// the blend gives them, normals within the estimate's bound of unit length,
-// pass-through bytes verbatim; every other byte keeps its canary.
+// Random vertices of one to four influences for every kernel. Bone 127 moves
+// to infinity, so the sums must start again from zero after it. Normals come
+// out within the estimate's bound of unit length, the rest exactly.
 TEST_F(Sse2PathTest, EveryKernelBlendsExactlyAndRenormalisesWithinTheEstimate) {
     const long double tolerance = 1.5L / 4096 + 1.0L / (1 << 23);  // the estimate's bound, and the product's rounding
     std::mt19937 random(7);

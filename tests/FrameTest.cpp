@@ -38,10 +38,8 @@ TEST_F(FrameTest, TheFirstUserChoosesTheImplementationAndWritesTheTraceLine) {
     }
 }
 
-// Any version but 6 is refused and changes nothing, before an instance
-// exists and after. Later users only count, whatever they ask for; the last
-// one out deletes the instance, a Shutdown too many changes nothing, and the
-// next user starts afresh with a trace line of its own.
+// Any version but 6 changes nothing. Later users only count, whatever they
+// ask for; the last one out deletes the instance, and the next starts afresh.
 TEST_F(FrameTest, UsersAreCountedAndTheLastOneDeletesTheInstance) {
     for (unsigned round = 0; round < 2; ++round) {
         Quorvan::Shutdown();
@@ -60,9 +58,8 @@ TEST_F(FrameTest, UsersAreCountedAndTheLastOneDeletesTheInstance) {
     }
 }
 
-// Each vector instance resets the palette they share to identity and runs
-// the widest vector path: the one an emulated run names, here whichever the
-// processor has. Without SSE the thread-safe calls say so and write nothing.
+// Each vector instance resets the shared palette and runs the widest path
+// (an emulated run names it). Without SSE the thread-safe calls write nothing.
 TEST_F(FrameTest, EachVectorInstanceResetsThePaletteAndRunsTheWidestPath) {
     std::memset(&s_ssePalette, 0x5A, sizeof s_ssePalette);
     ASSERT_TRUE(Quorvan::Initialize(false, 6));

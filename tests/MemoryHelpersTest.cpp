@@ -1,6 +1,5 @@
-// The memory helpers on the scalar implementation and on every vector path
-// this processor and operating system run, against what each one is meant
-// to leave, byte for byte, with canaries around every buffer they write.
+// The memory helpers of both implementations, on every vector path that runs
+// here, byte for byte with canaries around every buffer they write.
 
 #include <gtest/gtest.h>
 
@@ -64,10 +63,9 @@ private:
     std::unique_ptr<Quorvan> m_impl;
 };
 
-// Every length up to 80 words crosses each step size of the paths (8, 16, 32
-// and 128 bytes) and each alignment the wide loops start from; one more is
-// longer than a page. The vector copy reports a partial word and leaves it
-// uncopied; the scalar one checks nothing and copies every byte.
+// Lengths up to 80 words cross each step size (8 to 128 bytes) and alignment
+// of the paths; one is longer than a page. The vector copy reports a partial
+// word and leaves it uncopied; the scalar one copies every byte.
 TEST_P(MemoryHelperTest, CachelessCopyCopiesTheWholeWords) {
     for (uint32_t bytes = 0; bytes <= 4156; bytes += bytes < 320 ? 1 : 4156 - 320)
         for (std::size_t dstShift : {0, 3, 4, 20})
@@ -88,11 +86,10 @@ TEST_P(MemoryHelperTest, CachelessCopyCopiesTheWholeWords) {
             }
 }
 
-// Updates `count` texels of the 16- or 32-bit form, `shift` elements past a
-// 32-byte boundary, with canaries beyond a few more. Sparse flag words and
-// masks of one or two bits (now and then none) show every level. Texels up
-// to the end of the last step (four texels of 16 bits, two of 32) change by
-// their flag words, those after `count` too; the others stay.
+// Updates `count` texels, `shift` elements past a 32-byte boundary, of a few
+// more. Sparse flags and masks of up to two bits show every level. Texels up
+// to the end of the last step (four of 16 bits, two of 32) change, even past
+// `count`; the others stay.
 template <class Texel>
 void CheckFog(Quorvan& impl, bool vector, std::mt19937& rng, uint32_t count, uint32_t shift) {
     constexpr bool k16 = sizeof(Texel) == 2;
@@ -140,8 +137,7 @@ TEST_P(MemoryHelperTest, FogUpdatesSetEachTexelsAlphaByItsFlagWord) {
 }
 
 // The vector form walks until it meets the end exactly: an odd count would
-// run away, so it only sees even ones, here every one up to 80 words (each
-// path's wide steps and the pairs after them).
+// run away, so it only sees even ones.
 TEST_P(MemoryHelperTest, ANDMaskMemoryClearsWhatTheMaskDoesNotKeepInTheFirstCountWords) {
     std::vector<uint32_t> counts = {1002};
     for (uint32_t count = 0; count <= 80; count += Vector() ? 2 : 1) counts.push_back(count);
@@ -178,9 +174,8 @@ bool InBlock(uint32_t k, uint32_t start, uint32_t width, uint32_t height, uint32
     return false;
 }
 
-// Blocks of every width up to 40 starting at each word of a 32-byte chunk,
-// with rows that overlap (pitch 1 or 3), touch or leave odd gaps; an empty
-// block or mask finds nothing and reads nothing.
+// Blocks up to 40 wide from each word of a 32-byte chunk, with rows that
+// overlap, touch or leave gaps; an empty block or mask reads nothing.
 TEST_P(MemoryHelperTest, TestMaskRectFindsABitExactlyWhenItsWordIsInTheBlock) {
     alignas(32) uint32_t words[8 + 3 * 45 + 48];
     constexpr uint32_t kWords = sizeof words / 4;

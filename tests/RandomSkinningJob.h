@@ -1,8 +1,7 @@
 #pragma once
 
-// Random skinning jobs for the differential tests: each in an arena of its
-// own, so that the library and a model (or another entry point) can run it
-// on two copies of the same bytes and every byte can be compared.
+// Random skinning jobs, each in an arena of its own, so that the library and
+// a model can run it on two copies and every byte can be compared.
 
 #include <array>
 #include <cstdint>
@@ -44,9 +43,8 @@ float RandomFloat(std::mt19937& random, int low, int high);
 // A bone: axes with elements of magnitude 1/64 to 2, a translation of 1/4 to 64.
 std::array<float, 12> RandomMatrix(std::mt19937& random);
 
-// Whether a job copy stands where a call of `job` must leave it: one stride
-// past the last vertex, the auxiliary offset advanced (with hasAux), no
-// vertex left, the rest as the caller passed it.
+// Whether a job copy stands where a call of `job` leaves it: past the last
+// vertex, the auxiliary offset advanced, no vertex left.
 bool EndsAt(const SkinningJob& copy, const SkinningJob& job);
 
 // Empty when the arenas agree, else where they first differ.

@@ -1,11 +1,9 @@
 #pragma once
 
 // What the skinning operations must write, worked out one rounded scalar
-// operation at a time from their documented arithmetic: the order of the
-// operations, the weight order and end test, the packed forms, the widths
-// of the vector stores and the lanes they spill, the copies and where each
-// vertex ends. The models share no code with the kernels. Each runs a job on
-// the memory it points at, store by store in the order the kernels store.
+// operation at a time from their documented arithmetic, sharing no code with
+// the kernels. Each runs a job on the memory it points at, store by store in
+// the order the kernels store.
 
 #include <cstdint>
 

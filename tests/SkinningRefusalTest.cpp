@@ -1,7 +1,5 @@
-// What every skinning dispatcher, the thread-safe calls' included, does with
-// an extraSize no kernel takes: one report naming the size, no byte written,
-// the caller's record left alone and the dispatcher's job copy (where it has
-// one) holding the refused record.
+// Every skinning dispatcher refuses an extraSize no kernel takes: one report,
+// no byte written, the caller's record and the dispatcher's copy unchanged.
 
 #include <gtest/gtest.h>
 

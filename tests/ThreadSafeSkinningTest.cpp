@@ -142,9 +142,8 @@ TEST_F(ThreadSafeSkinningTest, JobsWhoseVerticesReachEachOtherStayWhole) {
     plain.srcStride = 64;
     plain.srcExtraOffset = 60;
     plain.vertexCount = 12;
-    // Float directions in the destination, with pass-through bytes over the
-    // position: the vertex's stores end where its last vector (or the spill
-    // of a whole SkinningSingle store) does.
+    // Each vertex's stores end where its last vector, or a SkinningSingle
+    // store's spill, does.
     const struct {
         const char* what;
         uint8_t normal, tangents;
@@ -171,8 +170,7 @@ TEST_F(ThreadSafeSkinningTest, JobsWhoseVerticesReachEachOtherStayWhole) {
     job.dstStride = 64, job.extraSize = 4, job.srcExtraOffset = static_cast<uint32_t>(dst.data() - src.data());
     EXPECT_EQ(QuorvanSkinningSplit(&job, 4, ranges), 1u) << "pass-through bytes";
 
-    // An unsupported size is kept whole so that its one run refuses it (the
-    // refusal itself is in SkinningRefusalTest.cpp).
+    // An unsupported size is kept whole so that its one run refuses it.
     job = plain;
     job.extraSize = 6;
     ASSERT_EQ(QuorvanSkinningSplit(&job, 4, ranges), 1u);

@@ -1,8 +1,6 @@
-// The vertex layouts the demo writes for each implementation, run through the
-// real library: every influence count, a rigid vertex, float and packed
-// directions, against sums worked out here in double precision. A weight
-// byte in the wrong slot changes a blend; a bone slot past the vertex's
-// influences names bone 0, which turns the vertex NaN.
+// The vertex layouts the demo writes, run through the library, against sums
+// worked out here in double precision: every influence count, rigid
+// vertices, float and packed directions.
 
 #include "SkinnedCharacter.h"
 

@@ -1,8 +1,7 @@
-// A host as an engine built with the Microsoft compiler writes it (public
-// headers, entry points, virtual table): it prints every destination byte of
-// a few skinned vertices, which its Linux i386 build must print alike, and
-// checks the lifecycle and the thread-safe calls cut into ranges. Exit status
-// 0 when every check held.
+// A host as an engine built with the Microsoft compiler writes it: it prints
+// every destination byte of a few skinned vertices, which its Linux i386
+// build must print alike, and checks the lifecycle and the thread-safe calls
+// cut into ranges. Exit status 0 when every check held.
 
 #include <Quorvan/Quorvan.h>
 #include <Quorvan/QuorvanSkinning.h>

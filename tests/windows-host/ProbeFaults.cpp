@@ -1,10 +1,7 @@
-// The guarded probes of the Microsoft-ABI build: a probe whose instruction
-// faults answers "not supported" and the program carries on, the structured
-// handler having caught the fault. Each answer is compared with what CPUID
-// says of the processor. 3DNow! is the probe that faults on every processor
-// of the last decade.
-//
-// Usage: ProbeFaults; exit status 0 when every probe answered right.
+// The guarded probes of the Microsoft-ABI build, against what CPUID reports:
+// a probe whose instruction faults (3DNow!, on any recent processor) answers
+// "not supported" and the program carries on. Exit status 0 when every probe
+// answered right.
 
 #include <cstdio>
 

@@ -1,7 +1,5 @@
-// The records a host shares with the library keep their layout, checked when
-// this file compiles: on 32-bit x86 the twelve words of a job and the sizes
-// hosts know, elsewhere the same places with wider addresses. A swap of two
-// fields would not show in a size.
+// The records a host shares with the library keep their layout, field by
+// field (a swap would not show in a size), checked when this file compiles.
 
 #include <cstddef>
 
