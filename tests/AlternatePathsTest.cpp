@@ -98,9 +98,9 @@ TEST_F(Sse2PathTest, EveryKernelBlendsExactlyAndRenormalisesWithinTheEstimate) {
                 Blend(v, position, normal);
                 std::memcpy(want, position, 12);
                 if (hasNormal) {
-                    const long double length = std::sqrt(static_cast<long double>(normal[0]) * normal[0] +
-                                                         static_cast<long double>(normal[1]) * normal[1] +
-                                                         static_cast<long double>(normal[2]) * normal[2]);
+                    long double squares = 0;
+                    for (const float c : normal) squares += static_cast<long double>(c) * c;
+                    const long double length = std::sqrt(squares);
                     for (unsigned c = 0; c < 3; ++c) {
                         const long double unit = normal[c] / length;
                         EXPECT_LE(std::fabs(Load<float>(got + 12 + 4 * c) - unit), tolerance * std::fabs(unit)) << n;

@@ -23,11 +23,9 @@ public:
     // Index of the first byte outside [data(), data() + size()) that lost its
     // canary, or -1.
     std::ptrdiff_t FirstGuardHit() const {
-        for (std::size_t k = 0; k < m_bytes.size(); ++k) {
-            const bool inside = k >= m_guard && k < m_guard + m_size;
-            if (!inside && m_bytes[k] != kCanary)
+        for (std::size_t k = 0; k < m_bytes.size(); ++k)
+            if ((k < m_guard || k >= m_guard + m_size) && m_bytes[k] != kCanary)
                 return static_cast<std::ptrdiff_t>(k) - static_cast<std::ptrdiff_t>(m_guard);
-        }
         return -1;
     }
 

@@ -1,6 +1,5 @@
-# Builds and runs a tiny host program against Quorvan twice: once against the
-# installed package (find_package) and once with Quorvan added as a
-# subdirectory, the two ways an engine's build takes it in.
+# Builds and runs a tiny host program against the installed package and with
+# Quorvan added as a subdirectory, the two ways an engine takes it in.
 #   -DQUORVAN_SOURCE -DQUORVAN_BUILD -DWORK -DTOOLCHAIN -DGENERATOR
 #   -DMODES="package;subdirectory" (the ways to try)
 file(REMOVE_RECURSE ${WORK})
@@ -15,15 +14,10 @@ function(run)
   set(output "${out}" PARENT_SCOPE)
 endfunction()
 
-set(toolchainArg)
-if(TOOLCHAIN)
-  set(toolchainArg -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
-endif()
-
 run(${CMAKE_COMMAND} --install ${QUORVAN_BUILD} --prefix ${prefix})
 foreach(mode IN LISTS MODES)
   set(build ${WORK}/${mode})
-  run(${CMAKE_COMMAND} -S ${QUORVAN_SOURCE}/tests/consumer -B ${build} -G ${GENERATOR} ${toolchainArg}
+  run(${CMAKE_COMMAND} -S ${QUORVAN_SOURCE}/tests/consumer -B ${build} -G ${GENERATOR} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}
       -DQUORVAN_CONSUME=${mode} -DCMAKE_PREFIX_PATH=${prefix} -DQUORVAN_SOURCE=${QUORVAN_SOURCE}
       -DCMAKE_BUILD_TYPE=Release)
   run(${CMAKE_COMMAND} --build ${build})

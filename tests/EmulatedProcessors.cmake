@@ -1,8 +1,7 @@
-# The suite once more on emulated processors: each processor-dependent path
-# runs for real, and identification meets other vendors, families and models.
-# Each row: the emulator's processor, the vector path run on it (-: none) and
-# the feature bits (MMX 1, SSE 2, SSE2 4, 3DNow! 8) whose instructions the
-# emulator runs although the processor does not report them.
+# The suite once more on emulated processors, so that each processor-dependent
+# path runs for real. Each row: the emulator's processor, the vector path run
+# on it (-: none) and the feature bits (MMX 1, SSE 2, SSE2 4, 3DNow! 8) whose
+# instructions the emulator runs although the processor does not report them.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   set(emulator qemu-i386)
   set(emulatedProcessors

@@ -1,6 +1,5 @@
-# The Windows build for hosts compiled with the Microsoft compiler: what such
-# a host relies on, checked without Windows, then its programs run under Wine
-# where Wine is installed.
+# What a host compiled with the Microsoft compiler relies on, checked without
+# Windows, then its programs run under Wine.
 find_program(LLVM_READOBJ llvm-readobj REQUIRED)
 
 add_test(NAME virtual-tables
@@ -8,8 +7,7 @@ add_test(NAME virtual-tables
                  ${CMAKE_CURRENT_SOURCE_DIR}/exports/msvc-i686-virtual-table.txt "$<TARGET_OBJECTS:QuorvanObjects>"
          COMMAND_EXPAND_LISTS)
 
-# Linking it against Quorvan.lib is itself a check: no symbol may stay
-# unresolved.
+# Linking it against Quorvan.lib checks that no symbol stays unresolved.
 add_subdirectory(windows-host)
 if(NOT QUORVAN_WINE)
   return()

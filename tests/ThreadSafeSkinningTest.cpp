@@ -137,10 +137,7 @@ TEST_F(ThreadSafeSkinningTest, RangesOnThreadsWithTwoPalettesAtOnce) {
 TEST_F(ThreadSafeSkinningTest, JobsWhoseVerticesReachEachOtherStayWhole) {
     std::vector<uint8_t> src(13 * 64), dst(13 * 64);
     SkinningJob plain{};
-    plain.srcVertex = src.data();
-    plain.dstVertex = dst.data();
-    plain.srcStride = 64;
-    plain.srcExtraOffset = 60;
+    plain.srcVertex = src.data(), plain.dstVertex = dst.data(), plain.srcStride = 64, plain.srcExtraOffset = 60;
     plain.vertexCount = 12;
     // Each vertex's stores end where its last vector, or a SkinningSingle
     // store's spill, does.

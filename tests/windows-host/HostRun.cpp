@@ -92,13 +92,6 @@ void FillSource(uint8_t* src, const Layout& layout, Bytes& random) {
     }
 }
 
-void PrintBytes(const char* implementation, const char* operation, const Layout& layout, const uint8_t* bytes,
-                unsigned count) {
-    std::printf("%s %s %s:", implementation, operation, layout.name);
-    for (unsigned k = 0; k < count; ++k) std::printf("%s%02x", k % kStride ? "" : " ", bytes[k]);
-    std::printf("\n");
-}
-
 void Skin(Quorvan* q, const char* implementation, bool vector) {
     Bytes random;
     LoadBones(q, random);
@@ -111,7 +104,9 @@ void Skin(Quorvan* q, const char* implementation, bool vector) {
             const SkinningJob job = {src, kStride, 56, dst, kStride, 48, 0, kAuxSize, aux, layout.extraSize, kVertices,
                                      layout.hasNormal, layout.hasTangents, layout.hasAux, layout.packedDirections};
             single ? q->SkinningSingle(&job) : q->SkinningFull(&job);
-            PrintBytes(implementation, single ? "SkinningSingle" : "SkinningFull", layout, dst, sizeof dst);
+            std::printf("%s %s %s:", implementation, single ? "SkinningSingle" : "SkinningFull", layout.name);
+            for (unsigned k = 0; k < sizeof dst; ++k) std::printf("%s%02x", k % kStride ? "" : " ", dst[k]);
+            std::printf("\n");
 
             if (!vector) continue;
             uint8_t interfaceBytes[sizeof dst];
