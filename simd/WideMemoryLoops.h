@@ -155,26 +155,32 @@ inline void Fog32Step(uint32_t* texels, const uint32_t* flags, uint32_t fullMask
     Store8(texels, Fog32x4(Load8(texels), Load8(flags), fullMask, halfMask));
 }
 
+// Wide steps while four of them still fit before the end, then the SSE
+// form's steps, which finish the buffer exactly as that form does.
+template <uintptr_t kWide, uintptr_t kNarrow, class Texel, class WideStep, class NarrowStep>
+void FogWalk(const uint32_t* visibility, uint32_t count, Texel* texels, WideStep wide, NarrowStep narrow) {
+    const uintptr_t end = EndOf(visibility, count);
+    for (; Address(visibility) < end && end - Address(visibility) >= 4 * kWide; visibility += kWide, texels += kWide)
+        wide(texels, visibility);
+    for (; Address(visibility) < end; visibility += kNarrow, texels += kNarrow) narrow(texels, visibility);
+}
+
 template <class Unit>
 void FowAlpha16(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
                 uint16_t* texels) {
-    constexpr uintptr_t kTexels = Unit::kFog16Texels;
-    const uintptr_t end = EndOf(visibility, count);
-    for (; Address(visibility) < end && end - Address(visibility) >= 4 * kTexels;
-         visibility += kTexels, texels += kTexels)
-        Unit::Fog16(texels, visibility, fullMask, halfMask);
-    for (; Address(visibility) < end; visibility += 4, texels += 4) Fog16Step(texels, visibility, fullMask, halfMask);
+    FogWalk<Unit::kFog16Texels, 4>(
+        visibility, count, texels,
+        [&](uint16_t* t, const uint32_t* v) { Unit::Fog16(t, v, fullMask, halfMask); },
+        [&](uint16_t* t, const uint32_t* v) { Fog16Step(t, v, fullMask, halfMask); });
 }
 
 template <class Unit>
 void FowAlpha32(const uint32_t* visibility, uint32_t count, uint32_t fullMask, uint32_t halfMask,
                 uint32_t* texels) {
-    constexpr uintptr_t kTexels = Unit::kFog32Texels;
-    const uintptr_t end = EndOf(visibility, count);
-    for (; Address(visibility) < end && end - Address(visibility) >= 4 * kTexels;
-         visibility += kTexels, texels += kTexels)
-        Unit::Fog32(texels, visibility, fullMask, halfMask);
-    for (; Address(visibility) < end; visibility += 2, texels += 2) Fog32Step(texels, visibility, fullMask, halfMask);
+    FogWalk<Unit::kFog32Texels, 2>(
+        visibility, count, texels,
+        [&](uint32_t* t, const uint32_t* v) { Unit::Fog32(t, v, fullMask, halfMask); },
+        [&](uint32_t* t, const uint32_t* v) { Fog32Step(t, v, fullMask, halfMask); });
 }
 
 // An even count: whole steps, then pairs. An odd count never meets the end
