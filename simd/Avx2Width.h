@@ -7,6 +7,7 @@
 #include <immintrin.h>
 
 #include "../Cross/Quorvan/ForceInline.h"
+#include "SseVector.h"
 
 namespace {
 
@@ -29,6 +30,20 @@ struct Avx2Width {
     QUORVAN_INLINE static Vec Zero() { return _mm256_setzero_ps(); }
     QUORVAN_INLINE static __m128 Slot(Vec v, unsigned k) {
         return k == 0 ? _mm256_castps256_ps128(v) : _mm256_extractf128_ps(v, 1);
+    }
+
+    // As the SSE QuietNaNs: one compare per two registers, a branch that
+    // only a vertex with a NaN takes.
+    QUORVAN_INLINE static Vec NaNLanes(Vec a) { return _mm256_cmp_ps(a, a, _CMP_UNORD_Q); }
+    QUORVAN_INLINE static Vec NaNLanes(Vec a, Vec b) { return _mm256_cmp_ps(a, b, _CMP_UNORD_Q); }
+    template <class... More>
+    QUORVAN_INLINE static Vec NaNLanes(Vec a, Vec b, More... more) {
+        return _mm256_or_ps(NaNLanes(a, b), NaNLanes(more...));
+    }
+    template <class... V>
+    QUORVAN_INLINE static void QuietNaNs(V&... v) {
+        if (__builtin_expect(_mm256_movemask_ps(NaNLanes(v...)) != 0, 0))
+            ((v = _mm256_blendv_ps(v, _mm256_set1_ps(kQuietNaN), NaNLanes(v))), ...);
     }
 };
 

@@ -23,6 +23,11 @@ struct Avx512FullWidth {
         }
     }
 
+    // Without a branch: a compare into a mask and a masked move.
+    QUORVAN_INLINE static void QuietNaNs(Vec& v) {
+        v = _mm512_mask_mov_ps(v, _mm512_cmp_ps_mask(v, v, _CMP_UNORD_Q), _mm512_set1_ps(kQuietNaN));
+    }
+
     QUORVAN_INLINE static Vec Join(const __m128* slots) {
         Vec v = _mm512_castps128_ps512(slots[0]);
         v = _mm512_insertf32x4(v, slots[1], 1);

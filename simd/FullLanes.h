@@ -126,6 +126,10 @@ struct Lanes {
             Sums sums = FromCarry(progress.carry);
             while (cursor.count > 1) {
                 Blend<Features>(palette, cursor.src, sums);
+                if constexpr (Used<Features>() == 1)
+                    Width::QuietNaNs(sums.of[0]);
+                else
+                    Width::QuietNaNs(sums.of[0], sums.of[1]);
                 Width::template Store<Slots<Features>, Used<Features>()>(cursor.dst, sums.of);
                 cursor.FinishVertex<ExtraSize, F::kAux>(job);
                 for (Vec& s : sums.of) s = Width::Mul(s, Width::Zero());

@@ -14,6 +14,7 @@
 
 #include <xmmintrin.h>
 
+#include "../Cross/Quorvan/FloatSettings.h"
 #include "../Cross/Quorvan/ForceInline.h"
 #include "../Cross/Quorvan/VertexCursor.h"
 #include "../Cross/Quorvan/VertexLayout.h"
@@ -118,6 +119,22 @@ constexpr Form FormOf() {
     return !Present ? Form::Absent : Packed ? Form::Packed : Form::Float;
 }
 
+// The float sums a vertex stores, with the one quiet NaN for each NaN. The
+// sums carried on are these, times zero.
+template <unsigned Features>
+QUORVAN_INLINE void QuietStoredNaNs(__m128& position, __m128& normal, __m128& tangent, __m128& binormal) {
+    using F = KernelFeatures<Features>;
+    constexpr bool kNormal = F::kNormal && !F::kPacked, kTangents = F::kTangents && !F::kPacked;
+    if constexpr (kNormal && kTangents)
+        QuietNaNs(position, normal, tangent, binormal);
+    else if constexpr (kNormal)
+        QuietNaNs(position, normal);
+    else if constexpr (kTangents)
+        QuietNaNs(position, tangent, binormal);
+    else
+        QuietNaNs(position);
+}
+
 // With a count of 0 the first influence step still runs, and the count is
 // tested after it: unless that step ends the vertex, the call is over with
 // nothing written.
@@ -158,6 +175,7 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
             if (last) break;
         }
 
+        QuietStoredNaNs<Features>(position, normalSum, tangentSum, binormalSum);
         StoreXYZ(cursor.dst + kDstPosition, position);
         normal.Store(cursor.dst);
         tangent.Store(cursor.dst);
@@ -191,6 +209,7 @@ struct Family {
 
     template <uint32_t ExtraSize, unsigned Features>
     static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
+        const VectorFloatSettings settings;
         const SkinningJob job = *state;
         if (SpentBeforeFirstVertex(VertexCursor(job))) return;
         Progress progress =

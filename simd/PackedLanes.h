@@ -129,6 +129,7 @@ struct PackedLanes {
                 if (last) break;
             }
 
+            QuietNaNs(position);
             StoreXYZ(cursor.dst + kDstPosition, position);
             const __m256i first = Packed(sums[0]);
             if constexpr (F::kNormal) StoreWord(cursor.dst + kDstNormal, _mm256_castsi256_si128(first));

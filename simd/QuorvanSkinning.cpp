@@ -108,6 +108,7 @@ uint32_t QuorvanSkinningSplit(const QuorvanSkinningJob* job, uint32_t parts, Quo
 QuorvanSkinningResult QuorvanSkinningFullRange(const QuorvanSkinningPalette* palette, QuorvanSkinningRange* range) {
     SkinningCarry carry{};
     const QuorvanSkinningResult result = Skin(Operation::Full, palette, range->job, carry);
+    QuietCarriedNaNs(carry);
     std::memcpy(range->carry, &carry, sizeof carry);
     return result;
 }

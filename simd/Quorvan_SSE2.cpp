@@ -10,9 +10,11 @@
 #include <cstring>
 #include <iterator>
 
+#include "../Cross/Quorvan/FloatSettings.h"
 #include "../Cross/Quorvan/Report.h"
 #include "../Cross/Quorvan/VertexCursor.h"
 #include "../Cross/Quorvan/VertexLayout.h"
+#include "SseVector.h"
 
 namespace Quorvan_SSE2 {
 
@@ -83,6 +85,7 @@ inline void StoreXYZ(uint8_t* out, __m128 v) {
 template <uint32_t ExtraSize, bool Normal>
 void SkinKernel() {
     using namespace VertexLayout;
+    const VectorFloatSettings settings;
     const SkinningJob& job = s_job;
     VertexCursor cursor(job);
     __m128 position = _mm_setzero_ps();
@@ -100,8 +103,11 @@ void SkinKernel() {
             continue;
         }
 
-        StoreXYZ(cursor.dst + kDstPosition, InPlainOrder(position));
-        if constexpr (Normal) StoreXYZ(cursor.dst + kDstNormal, Normalised(InPlainOrder(normal)));
+        __m128 point = InPlainOrder(position);
+        __m128 direction = Normal ? Normalised(InPlainOrder(normal)) : point;
+        QuietNaNs(point, direction);
+        StoreXYZ(cursor.dst + kDstPosition, point);
+        if constexpr (Normal) StoreXYZ(cursor.dst + kDstNormal, direction);
         cursor.FinishVertex<ExtraSize, false>(job);
         position = _mm_setzero_ps();
         normal = _mm_setzero_ps();

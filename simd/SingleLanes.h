@@ -141,6 +141,14 @@ private:
                 tangent[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcTangent(false)));
                 binormal[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcBinormal(false)));
             }
+            if constexpr (F::kNormal && F::kTangents)
+                Wide::QuietNaNs(position[g], normal[g], tangent[g], binormal[g]);
+            else if constexpr (F::kNormal)
+                Wide::QuietNaNs(position[g], normal[g]);
+            else if constexpr (F::kTangents)
+                Wide::QuietNaNs(position[g], tangent[g], binormal[g]);
+            else
+                Wide::QuietNaNs(position[g]);
         });
 
         Unroll<kBlock>([&](auto vertex) {

@@ -13,6 +13,7 @@
 
 #include <xmmintrin.h>
 
+#include "../Cross/Quorvan/FloatSettings.h"
 #include "../Cross/Quorvan/ForceInline.h"
 #include "../Cross/Quorvan/VertexCursor.h"
 #include "../Cross/Quorvan/VertexLayout.h"
@@ -84,8 +85,11 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
         const unsigned bone = src[kSrcBones];
         const BoneRows rows(palette.rows[bone]);
 
-        StoreVector<Width(FloatVector::Position)>(dst + kDstPosition,
-                                                  rows.Transform(Splatted(src + kSrcPosition)));
+        // Each vector's NaNs are quieted before it is stored: a later vector
+        // of the vertex may read what an earlier one stored.
+        __m128 position = rows.Transform(Splatted(src + kSrcPosition));
+        QuietNaNs(position);
+        StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, position);
         if constexpr (F::kPacked) {
             const PackedRotation rotation(palette.quantised[bone]);
             if constexpr (F::kNormal) rotation.Skin(dst + kDstNormal, src + kSrcNormal);
@@ -94,15 +98,20 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
                 rotation.Skin(dst + DstBinormal(true), src + SrcBinormal(true));
             }
         } else {
-            if constexpr (F::kNormal)
-                StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, rows.Rotate(Splatted(src + kSrcNormal)));
+            if constexpr (F::kNormal) {
+                __m128 normal = rows.Rotate(Splatted(src + kSrcNormal));
+                QuietNaNs(normal);
+                StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, normal);
+            }
             if constexpr (F::kTangents) {
                 // Both are fetched before either is stored: where the
                 // destination overlaps the source, the tangent's store may
                 // reach the binormal's source bytes.
-                const Splatted tangent(src + SrcTangent(false)), binormal(src + SrcBinormal(false));
-                StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), rows.Rotate(tangent));
-                StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false), rows.Rotate(binormal));
+                __m128 tangent = rows.Rotate(Splatted(src + SrcTangent(false)));
+                __m128 binormal = rows.Rotate(Splatted(src + SrcBinormal(false)));
+                QuietNaNs(tangent, binormal);
+                StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), tangent);
+                StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false), binormal);
             }
         }
         cursor.FinishVertex<ExtraSize, F::kAux>(job);
@@ -119,6 +128,7 @@ struct Family {
 
     template <uint32_t ExtraSize, unsigned Features>
     static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry*) {
+        const VectorFloatSettings settings;
         // A local copy, which no store through a vertex pointer can alias.
         const SkinningJob job = *state;
         VertexCursor cursor(job);

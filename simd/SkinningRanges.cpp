@@ -71,14 +71,37 @@ const uint8_t* Advanced(const uint8_t* address, uint32_t stride, uint32_t vertic
                                             static_cast<uintptr_t>(Signed(stride) * vertices));
 }
 
+// A carried float's bits, every NaN as the one quiet NaN: a NaN poisons the
+// sums it meets whatever its bits, and is stored as that one.
+uint32_t CarriedBits(float f) {
+    uint32_t bits;
+    std::memcpy(&bits, &f, sizeof bits);
+    return (bits & 0x7FFFFFFF) > 0x7F800000 ? 0x7FC00000 : bits;
+}
+
 // The fourth lane of a sum is never stored, and lanes do not mix.
 bool SameStoredLanes(const SkinningCarry& a, const SkinningCarry& b) {
-    const auto same = [](const float (&x)[4], const float (&y)[4]) { return std::memcmp(x, y, 3 * sizeof(float)) == 0; };
+    const auto same = [](const float (&x)[4], const float (&y)[4]) {
+        for (int lane = 0; lane < 3; ++lane)
+            if (CarriedBits(x[lane]) != CarriedBits(y[lane])) return false;
+        return true;
+    };
     return same(a.position, b.position) && same(a.normal, b.normal) && same(a.tangent, b.tangent) &&
            same(a.binormal, b.binormal);
 }
 
 }  // namespace
+
+void QuietCarriedNaNs(SkinningCarry& carry) {
+    float lanes[16];
+    static_assert(sizeof lanes == sizeof carry, "four sums of four lanes");
+    std::memcpy(lanes, &carry, sizeof lanes);
+    for (float& lane : lanes) {
+        const uint32_t bits = CarriedBits(lane);
+        std::memcpy(&lane, &bits, sizeof lane);
+    }
+    std::memcpy(&carry, lanes, sizeof lanes);
+}
 
 bool HasIndependentVertices(const SkinningJob& job) {
     const uint32_t count = job.vertexCount;

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "../Cross/Quorvan/FloatSettings.h"
+
 SseBonePalette s_ssePalette;
 
 void ResetSsePaletteToIdentity(SseBonePalette& palette) {
@@ -24,6 +26,7 @@ int8_t QuantiseRotation(float element) {
 }
 
 void SetSsePaletteEntry(SseBonePalette& palette, uint32_t bone, const float* m) {
+    const VectorFloatSettings settings;  // the quantising rounds and compares
     float (&rows)[4][4] = palette.rows[bone];
     for (unsigned row = 0; row < 4; ++row) {
         for (unsigned column = 0; column < 3; ++column) rows[row][column] = m[3 * row + column];

@@ -63,4 +63,34 @@ QUORVAN_INLINE void StoreXYZ(uint8_t* out, __m128 v) {
     std::memcpy(out + 8, &z, 4);
 }
 
+// Every NaN the kernels store is this one: quiet, positive, no payload.
+// Which NaN an operation hands on when it meets two depends on the order of
+// its operands, which the compiler and each vector path choose their own way;
+// that a result is a NaN does not. A vertex whose results hold a NaN has them
+// made this one before they are stored, so its bytes are the same on every
+// path. Finite results and infinities are left as they are, -0 included.
+constexpr float kQuietNaN = __builtin_nanf("");  // 0x7FC00000
+
+// The lanes where a or b is a NaN, all ones; any number of vectors, two to a
+// compare.
+QUORVAN_INLINE __m128 NaNLanes(__m128 a) { return _mm_cmpunord_ps(a, a); }
+QUORVAN_INLINE __m128 NaNLanes(__m128 a, __m128 b) { return _mm_cmpunord_ps(a, b); }
+template <class... More>
+QUORVAN_INLINE __m128 NaNLanes(__m128 a, __m128 b, More... more) {
+    return _mm_or_ps(_mm_cmpunord_ps(a, b), NaNLanes(more...));
+}
+
+// v with kQuietNaN in its NaN lanes.
+QUORVAN_INLINE __m128 WithQuietNaNs(__m128 v) {
+    const __m128 nan = _mm_cmpunord_ps(v, v);
+    return _mm_or_ps(_mm_andnot_ps(nan, v), _mm_and_ps(nan, _mm_set1_ps(kQuietNaN)));
+}
+
+// Makes the NaNs of all of `v` the one quiet NaN. The test costs a compare
+// per two vectors; only a vertex that has a NaN takes the branch.
+template <class... V>
+QUORVAN_INLINE void QuietNaNs(V&... v) {
+    if (__builtin_expect(_mm_movemask_ps(NaNLanes(v...)) != 0, 0)) ((v = WithQuietNaNs(v)), ...);
+}
+
 }  // namespace

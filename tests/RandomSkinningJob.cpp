@@ -8,13 +8,15 @@ namespace {
 
 bool Meet(int64_t low, int64_t high, int64_t otherLow, int64_t otherHigh) { return low < otherHigh && otherLow < high; }
 
-// The NaN is the one the processor makes of an invalid operation: which of
-// two different NaNs a sum keeps depends on an operand order no model pins.
-float Sometimes(std::mt19937& random, unsigned rarity, float usual) {
-    static const uint32_t kSpecials[] = {0xFFC00000, 0x7F800000, 0xFF800000, 0x80000000, 0x00000000};
+// NaNs, infinities and zeros of both signs: the first NaN is the one the
+// processor makes of an invalid operation, the later ones come only with
+// `anyNaN`.
+float Sometimes(std::mt19937& random, unsigned rarity, bool anyNaN, float usual) {
+    static const uint32_t kSpecials[] = {0xFFC00000, 0x7F800000, 0xFF800000, 0x80000000, 0x00000000,
+                                         0x7FC00000, 0x7FC0BEEF, 0xFF8A0001, 0x7F800001, 0xFFFFFFFF};
     if (rarity == 0 || random() % rarity != 0) return usual;
     float f;
-    std::memcpy(&f, &kSpecials[random() % 5], 4);
+    std::memcpy(&f, &kSpecials[random() % (anyNaN ? 10 : 5)], 4);
     return f;
 }
 
@@ -104,7 +106,7 @@ ArenaJob RandomJob(std::mt19937& random, const JobShape& shape) {
     for (int64_t v = 0; v < count; ++v)
         for (uint32_t at : {0u, 20u, 32u, 44u})
             for (uint32_t k = 0; k < 12; k += 4) {
-                const float f = Sometimes(random, shape.specialRarity,
+                const float f = Sometimes(random, shape.specialRarity, shape.anyNaN,
                                           at == 0 ? RandomFloat(random, -4, 6) : RandomFloat(random, -6, 1));
                 std::memcpy(vertex(v) + at + k, &f, 4);
             }

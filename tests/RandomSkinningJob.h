@@ -19,6 +19,10 @@ struct JobShape {
     unsigned bones;     // bone index bytes stay below this
     uint32_t maxVertices;
     unsigned specialRarity;  // one float in this many is NaN, an infinity or a zero (0: none)
+    // NaNs of both signs, quiet and signalling, with payloads; else only the
+    // one an invalid operation makes, for the scalar implementation, whose
+    // unit keeps the payload of whichever NaN its operand order favours.
+    bool anyNaN = false;
 };
 
 struct ArenaJob {

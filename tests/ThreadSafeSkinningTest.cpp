@@ -61,7 +61,7 @@ TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheInterface
     for (int n = 0; n < 160; ++n) {
         const unsigned rarity[] = {0, 24, 300};
         const ArenaJob a =
-            RandomJob(random, {uint32_t(4 * (random() % 22)), unsigned(random() % 16), 256, 40, rarity[n % 3]});
+            RandomJob(random, {uint32_t(4 * (random() % 22)), unsigned(random() % 16), 256, 40, rarity[n % 3], true});
         const uint32_t vertices = a.job.vertexCount;
         for (const bool full : {true, false}) {
             SCOPED_TRACE(std::string(full ? "SkinningFull" : "SkinningSingle") + ", job " + std::to_string(n));
@@ -110,7 +110,7 @@ TEST_F(ThreadSafeSkinningTest, RangesOnThreadsWithTwoPalettesAtOnce) {
         LoadRandomBones(random, *palettes[m]);
         ArenaJob mesh;
         do {  // one whose vertices stay apart, so that it splits
-            mesh = RandomJob(random, {48, kSkinNormal | kSkinTangents | kSkinAux, 256, 3000, m == 0 ? 0u : 400u});
+            mesh = RandomJob(random, {48, kSkinNormal | kSkinTangents | kSkinAux, 256, 3000, m == 0 ? 0u : 400u, true});
             memory[m] = mesh.arena;
             const QuorvanSkinningJob job = mesh.On(memory[m]);
             if (QuorvanSkinningSplit(&job, kParts, ranges[m]) == kParts) break;

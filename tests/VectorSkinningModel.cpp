@@ -14,6 +14,13 @@ struct Lanes {
     float lane[4];
 };
 
+// The first `bytes` of the lanes, every NaN stored as the quiet NaN 0x7FC00000.
+void StoreLanes(uint8_t* out, const Lanes& v, unsigned bytes) {
+    constexpr uint32_t kQuietNaN = 0x7FC00000;
+    for (unsigned j = 0; j < bytes / 4; ++j)
+        std::memcpy(out + 4 * j, std::isnan(v.lane[j]) ? static_cast<const void*>(&kQuietNaN) : &v.lane[j], 4);
+}
+
 // Lane j of (x * row0 + y * row1) + (z * row2 + row3) for a point, and of
 // (x * row0 + y * row1) + z * row2 for a direction; lane 3 is what a
 // four-lane store spills.
@@ -105,13 +112,13 @@ void VectorModel::Full(SkinningJob job) const {
             }
             if (i == 3 || src[17 + i] == 0) break;
         }
-        std::memcpy(job.dstVertex, position.lane, 12);
+        StoreLanes(job.dstVertex, position, 12);
         for (int d = 0; d < 3; ++d) {
             if (!slots[d].present) continue;
             if (packed)
                 StorePacked(job.dstVertex + slots[d].dst, packedSums[d], 128 * 32768 - 129, 32768);
             else
-                std::memcpy(job.dstVertex + slots[d].dst, sums[d].lane, 12);
+                StoreLanes(job.dstVertex + slots[d].dst, sums[d], 12);
         }
         FinishVertexModel(job);
         for (int j = 0; j < 4; ++j) {
@@ -134,7 +141,7 @@ void VectorModel::Single(SkinningJob job) const {
     do {
         const uint8_t* src = job.srcVertex;
         const Bone& bone = bones[src[12]];
-        std::memcpy(job.dstVertex, Transform(bone, src, true).lane, bytes[0]);
+        StoreLanes(job.dstVertex, Transform(bone, src, true), bytes[0]);
         if (packed) {
             for (const Slot& slot : slots) {
                 if (!slot.present) continue;
@@ -143,11 +150,11 @@ void VectorModel::Single(SkinningJob job) const {
                 StorePacked(job.dstVertex + slot.dst, sum, 127 * 128 - 1, 128);
             }
         } else {
-            if (normal) std::memcpy(job.dstVertex + 12, Transform(bone, src + 20, false).lane, bytes[1]);
+            if (normal) StoreLanes(job.dstVertex + 12, Transform(bone, src + 20, false), bytes[1]);
             if (tangents) {  // both read before either is stored
                 const Lanes tangent = Transform(bone, src + 32, false), binormal = Transform(bone, src + 44, false);
-                std::memcpy(job.dstVertex + 24, tangent.lane, bytes[2]);
-                std::memcpy(job.dstVertex + 36, binormal.lane, bytes[3]);
+                StoreLanes(job.dstVertex + 24, tangent, bytes[2]);
+                StoreLanes(job.dstVertex + 36, binormal, bytes[3]);
             }
         }
         FinishVertexModel(job);

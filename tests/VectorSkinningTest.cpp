@@ -55,7 +55,7 @@ TEST_F(VectorSkinningTest, RandomJobsOfEveryLeafOnEveryPathMatchTheModel) {
             for (unsigned features = 0; features < 16; ++features)
                 for (int n = 0; n < 4; ++n) {
                     const bool full = n % 2 == 0;
-                    const ArenaJob a = RandomJob(random, {extraSize, features, 256, 24, n < 2 ? 0u : 24u});
+                    const ArenaJob a = RandomJob(random, {extraSize, features, 256, 24, n < 2 ? 0u : 24u, true});
                     std::vector<uint8_t> got = a.arena, expected = a.arena;
                     const SkinningJob job = a.On(got);
                     full ? sse.SkinningFull(&job) : sse.SkinningSingle(&job);

@@ -4,7 +4,6 @@
 
 #include <cstring>
 
-#include "ExtendedPrecision.h"
 #include "StdMemoryLoops.h"
 #include "StdSkinning.h"
 
@@ -16,13 +15,11 @@ constexpr const char* kSourceFile = "../../Cross/Quorvan/Quorvan_std.cpp";
 SkinningJob s_stdJob;
 
 void Quorvan_std::SkinningFull(const SkinningJob* job) {
-    const ExtendedPrecision precision;
     RunSkinningCall(kStdFullKernels, s_stdJob, *job,
                     {kSourceFile, 343, "Unsupported 'extraSize'=%d in SkinningFull()"}, false, m_palette);
 }
 
 void Quorvan_std::SkinningSingle(const SkinningJob* job) {
-    const ExtendedPrecision precision;
     RunSkinningCall(kStdSingleKernels, s_stdJob, *job,
                     {kSourceFile, 421, "Unsupported 'extraSize'=%d in SkinningSingle()"}, false, m_palette);
 }

@@ -9,6 +9,7 @@
 // vector implementation gives for the same bones. The two implementations
 // differ here on purpose.
 
+#include "FloatSettings.h"
 #include "ForceInline.h"
 #include "ReciprocalSqrt.h"
 #include "StdNormal.h"
@@ -40,6 +41,7 @@ template <uint32_t ExtraSize, unsigned Features>
 void StdFullFamily::Run(bool, const float* palette) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
+    const ScalarFloatSettings settings;
 
     const SkinningJob& job = s_stdJob;
     VertexCursor cursor(job);

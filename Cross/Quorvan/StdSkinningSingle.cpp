@@ -3,6 +3,7 @@
 // rotated, never renormalised: a bone that scales gives a normal of that
 // length, and the packed form clamps what it cannot hold.
 
+#include "FloatSettings.h"
 #include "StdNormal.h"
 #include "StdSkinning.h"
 #include "StdVector.h"
@@ -13,6 +14,7 @@ template <uint32_t ExtraSize, unsigned Features>
 void StdSingleFamily::Run(bool, const float* palette) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
+    const ScalarFloatSettings settings;
 
     const SkinningJob& job = s_stdJob;
     VertexCursor cursor(job);
