@@ -52,6 +52,18 @@ int main(void) {
     QuorvanSkinningRange ranges[4];
     QuorvanSkinningJob job;
     uint32_t count, i;
+    QuorvanSkinningCheckExtents extents = {src, sizeof src, dst, 2 * kDstStride - 5, NULL, 0, 1};
+    QuorvanSkinningCheckAnswer answer;
+    char line[96];
+
+    /* The check needs no vector unit: the second position ends a byte past
+       a destination of 27 bytes. */
+    job = PositionsJob(src, dst, 2);
+    CHECK(QuorvanSkinningCheck(&job, QuorvanSkinningCheckVectorFull, &extents, &answer) ==
+          QuorvanSkinningCheckStorePastBuffer);
+    CHECK(answer.vertex == 1 && answer.access == QuorvanSkinningCheckPosition && answer.bytes == 1);
+    CHECK(QuorvanSkinningCheckText(&answer, line, sizeof line) == 68 &&
+          strcmp(line, "vertex 1: the position store ends 1 byte past the destination buffer") == 0);
 
     if (QuorvanSkinningVectorUnit() == NULL) {
         CHECK(QuorvanSkinningResetPalette(&palette) == QuorvanSkinningNoVectorUnit);

@@ -28,6 +28,7 @@
  * independent: its ranges need no stitch.
  */
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "QuorvanExport.h"
@@ -123,6 +124,122 @@ QuorvanSkinningStitch(const QuorvanSkinningPalette* palette, const QuorvanSkinni
 /* The vector unit the calls run on ("SSE", "SSE2", "AVX2" or "AVX-512"), or
    a null pointer when the processor has no SSE. */
 QUORVAN_API const char* QUORVAN_SKINNING_CALL QuorvanSkinningVectorUnit(void);
+
+/*
+ * Checking a job before it runs, for a host's debug builds.
+ *
+ * The calls check nothing a host could get wrong beyond extraSize; a wrong
+ * stride, offset or buffer size shows up as memory corrupted far from its
+ * cause. QuorvanSkinningCheck says, before the call, whether the job stays
+ * inside the caller's buffers and uses only bones the caller loaded, and if
+ * not, which vertex goes wrong, how, and by how many bytes. It writes nothing
+ * but its answer, never runs inside the skinning calls, and takes constant
+ * time for the bounds (they follow from the first and last vertex) and one
+ * look at each vertex's bone and weight bytes.
+ *
+ *     QuorvanSkinningCheckExtents extents = {src, srcBytes, dst, dstBytes, aux, auxBytes, boneCount};
+ *     QuorvanSkinningCheckAnswer answer;
+ *     if (QuorvanSkinningCheck(&job, QuorvanSkinningCheckVectorFull, &extents, &answer) != QuorvanSkinningCheckFine) {
+ *         char line[160];
+ *         QuorvanSkinningCheckText(&answer, line, sizeof line);
+ *         ... "vertex 1023: the tangent store ends 12 bytes past the destination buffer"
+ *     }
+ */
+
+/* The call a job is checked for. */
+typedef enum QuorvanSkinningCheckCall {
+    /* Quorvan_SSE's SkinningFull, QuorvanSkinningFull, and each range of a
+       split job with QuorvanSkinningFullRange. */
+    QuorvanSkinningCheckVectorFull = 0,
+    /* Quorvan_SSE's SkinningSingle and QuorvanSkinningSingle. */
+    QuorvanSkinningCheckVectorSingle = 1,
+    /* Quorvan_std's SkinningFull. */
+    QuorvanSkinningCheckScalarFull = 2,
+    /* Quorvan_std's SkinningSingle. */
+    QuorvanSkinningCheckScalarSingle = 3
+} QuorvanSkinningCheckCall;
+
+/* The caller's buffers, each as its first byte and its size in bytes, and
+   how many bones it loaded into the palette (bones 0 to bonesLoaded - 1).
+   The auxiliary buffer is looked at only when the job's hasAux is set. */
+typedef struct QuorvanSkinningCheckExtents {
+    const void* source;
+    size_t sourceBytes;
+    const void* destination;
+    size_t destinationBytes;
+    const void* auxiliary;
+    size_t auxiliaryBytes;
+    uint32_t bonesLoaded;
+} QuorvanSkinningCheckExtents;
+
+/* What is wrong with a job: the first problem a call would run into. */
+typedef enum QuorvanSkinningCheckProblem {
+    QuorvanSkinningCheckFine = 0,
+    /* The job or the extents are a null pointer. */
+    QuorvanSkinningCheckNothingToCheck = 1,
+    /* extraSize is not one of 0, 4, ..., 84 (the call would report it). */
+    QuorvanSkinningCheckUnsupportedExtraSize = 2,
+    /* vertexCount is 0, which the calls take as 2^32 vertices. */
+    QuorvanSkinningCheckNoVertices = 3,
+    /* A read starts `bytes` before its buffer, or ends `bytes` past it. */
+    QuorvanSkinningCheckReadBeforeBuffer = 4,
+    QuorvanSkinningCheckReadPastBuffer = 5,
+    /* A store starts `bytes` before the destination, or ends `bytes` past it. */
+    QuorvanSkinningCheckStoreBeforeBuffer = 6,
+    QuorvanSkinningCheckStorePastBuffer = 7,
+    /* Influence `influence` of the vertex uses bone `value`, which is not
+       loaded: at or beyond bonesLoaded, or beyond the palette's bones
+       (128 for the scalar implementation). */
+    QuorvanSkinningCheckUnloadedBone = 8
+} QuorvanSkinningCheckProblem;
+
+/* The bytes of a vertex a read or store takes. Reads count what the vector
+   kernels fetch as whole 16-byte lanes; stores count the four spill bytes
+   behind a vector that SkinningSingle stores as 16 bytes. */
+typedef enum QuorvanSkinningCheckAccess {
+    QuorvanSkinningCheckPosition = 0,
+    /* The bone index and weight bytes, with the byte after the weights that
+       the end test reads after a fourth influence. */
+    QuorvanSkinningCheckInfluences = 1,
+    QuorvanSkinningCheckNormal = 2,
+    QuorvanSkinningCheckTangent = 3,
+    QuorvanSkinningCheckBinormal = 4,
+    QuorvanSkinningCheckPassThrough = 5,
+    QuorvanSkinningCheckAuxiliary = 6
+} QuorvanSkinningCheckAccess;
+
+/* Notes on a job, whether or not it has a problem: what is allowed but is
+   seldom meant. */
+enum {
+    /* Some store of the job lands on bytes the job reads from the source. */
+    QuorvanSkinningCheckOverlapsSource = 1,
+    /* Some store of the job lands on the auxiliary bytes it reads. */
+    QuorvanSkinningCheckOverlapsAuxiliary = 2
+};
+
+/* The answer: the same 32 bytes on every platform. */
+typedef struct QuorvanSkinningCheckAnswer {
+    uint32_t problem;   /* a QuorvanSkinningCheckProblem */
+    uint32_t notes;     /* QuorvanSkinningCheckOverlaps... bits */
+    uint32_t vertex;    /* the first vertex with the problem, counted from 0 */
+    uint32_t access;    /* the QuorvanSkinningCheckAccess that leaves its buffer */
+    uint32_t influence; /* an unloaded bone: the influence step (0 to 3) that uses it */
+    uint32_t value;     /* an unloaded bone: its index; an unsupported extraSize: the extraSize */
+    uint64_t bytes;     /* a read or store outside its buffer: by how many bytes */
+} QuorvanSkinningCheckAnswer;
+
+/* Checks `job` for `call` against the caller's buffers. Fills `answer`
+   (unless it is a null pointer) and returns its problem. */
+QUORVAN_API QuorvanSkinningCheckProblem QUORVAN_SKINNING_CALL
+QuorvanSkinningCheck(const QuorvanSkinningJob* job, QuorvanSkinningCheckCall call,
+                     const QuorvanSkinningCheckExtents* extents, QuorvanSkinningCheckAnswer* answer);
+
+/* The answer as one readable line ("fine", or "vertex 1023: the tangent
+   store ends 12 bytes past the destination buffer", with any notes after
+   it), written into `text` cut to `capacity` bytes with its terminating
+   zero. Returns the length of the whole line, as snprintf does. */
+QUORVAN_API uint32_t QUORVAN_SKINNING_CALL QuorvanSkinningCheckText(const QuorvanSkinningCheckAnswer* answer, char* text,
+                                                                    uint32_t capacity);
 
 #ifdef __cplusplus
 }
