@@ -23,9 +23,10 @@ struct Avx512FullWidth {
         }
     }
 
-    // Without a branch: a compare into a mask and a masked move.
+    // A compare into a mask; the masked move only where it found a NaN.
     QUORVAN_INLINE static void QuietNaNs(Vec& v) {
-        v = _mm512_mask_mov_ps(v, _mm512_cmp_ps_mask(v, v, _CMP_UNORD_Q), _mm512_set1_ps(kQuietNaN));
+        const __mmask16 nan = _mm512_cmp_ps_mask(v, v, _CMP_UNORD_Q);
+        if (__builtin_expect(nan != 0, 0)) v = _mm512_mask_mov_ps(v, nan, _mm512_set1_ps(kQuietNaN));
     }
 
     QUORVAN_INLINE static Vec Join(const __m128* slots) {

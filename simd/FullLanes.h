@@ -67,8 +67,8 @@ struct Lanes {
         return sums;
     }
 
-    // A direction the kernel does not skin keeps the carry it came with,
-    // which the one-by-one loop would only have multiplied by zero again.
+    // A direction the kernel does not skin keeps the carry it came with, as
+    // in the one-by-one loop.
     template <unsigned Features>
     static Carry ToCarry(const Sums& sums, const Carry& into) {
         __m128 slots[4] = {into.position, into.normal, into.tangent, into.binormal};
@@ -113,26 +113,35 @@ struct Lanes {
         }
     }
 
+    // The sums as they are stored, with the one quiet NaN for each NaN. The
+    // sums carried on stay as they are: quieting them would lengthen the
+    // chain of operations from one vertex to the next.
+    template <unsigned Features>
+    QUORVAN_INLINE static Sums Quieted(Sums sums) {
+        if constexpr (Used<Features>() == 1)
+            Width::QuietNaNs(sums.of[0]);
+        else
+            Width::QuietNaNs(sums.of[0], sums.of[1]);
+        return sums;
+    }
+
     // Every vertex but the last, which the one-by-one loop takes.
-    template <uint32_t ExtraSize, unsigned Features>
+    template <uint32_t ExtraSize, unsigned Features, bool Quiet>
     static Progress Run(SkinningJob job, const SseBonePalette& palette, Progress progress) {
         using F = KernelFeatures<Features>;
         if constexpr (!(F::kNormal || F::kTangents)) {
             return progress;
         } else if constexpr (F::kPacked) {
-            return PackedLanes<Features>::template Run<ExtraSize>(job, palette, progress);
+            return PackedLanes<Features>::template Run<ExtraSize, Quiet>(job, palette, progress);
         } else {
             VertexCursor& cursor = progress.cursor;
             Sums sums = FromCarry(progress.carry);
             while (cursor.count > 1) {
                 Blend<Features>(palette, cursor.src, sums);
-                if constexpr (Used<Features>() == 1)
-                    Width::QuietNaNs(sums.of[0]);
-                else
-                    Width::QuietNaNs(sums.of[0], sums.of[1]);
-                Width::template Store<Slots<Features>, Used<Features>()>(cursor.dst, sums.of);
+                Width::template Store<Slots<Features>, Used<Features>()>(
+                    cursor.dst, (Quiet ? Quieted<Features>(sums) : sums).of);
                 cursor.FinishVertex<ExtraSize, F::kAux>(job);
-                for (Vec& s : sums.of) s = Width::Mul(s, Width::Zero());
+                for (unsigned r = 0; r < Used<Features>(); ++r) sums.of[r] = Width::Mul(sums.of[r], Width::Zero());
             }
             progress.carry = ToCarry<Features>(sums, progress.carry);
             return progress;

@@ -18,6 +18,7 @@
 #include "../Cross/Quorvan/ForceInline.h"
 #include "../Cross/Quorvan/VertexCursor.h"
 #include "../Cross/Quorvan/VertexLayout.h"
+#include "SkinningRanges.h"
 #include "SseBonePalette.h"
 #include "SseSkinning.h"
 #include "SseVector.h"
@@ -50,6 +51,7 @@ struct Carry {
         _mm_store_ps(c.tangent, tangent);
         _mm_store_ps(c.binormal, binormal);
     }
+    QUORVAN_INLINE bool HoldsNaN() const { return _mm_movemask_ps(NaNLanes(position, normal, tangent, binormal)) != 0; }
 };
 
 QUORVAN_INLINE __m128 TimesZero(__m128 sum) { return _mm_mul_ps(sum, _mm_setzero_ps()); }
@@ -85,12 +87,16 @@ enum class Form { Absent, Float, Packed };
 
 // One direction of the vertex in the form the kernel's flags choose, with
 // its source and destination offsets. A float direction adds into the sum
-// carried from the vertex before; a packed one starts from zero.
+// carried from the vertex before and hands it on times zero; a packed one
+// starts from zero. The float sum of a direction the kernel skins packed or
+// not at all keeps the carry it came with, which is a product by zero
+// already, so multiplying it again would change nothing.
 template <Form, uint32_t Src, uint32_t Dst>
 struct Direction {
     QUORVAN_INLINE Direction(const uint8_t*, __m128&) {}
     QUORVAN_INLINE void Add(const BoneRows&, const int8_t*, __m128, int32_t) {}
     QUORVAN_INLINE void Store(uint8_t*) const {}
+    QUORVAN_INLINE void HandOn() {}
 };
 
 template <uint32_t Src, uint32_t Dst>
@@ -103,6 +109,7 @@ struct Direction<Form::Float, Src, Dst> {
         sum = _mm_add_ps(_mm_mul_ps(rows.Rotate(in), w), sum);
     }
     QUORVAN_INLINE void Store(uint8_t* dst) const { StoreXYZ(dst + Dst, sum); }
+    QUORVAN_INLINE void HandOn() { sum = TimesZero(sum); }
 };
 
 template <uint32_t Src, uint32_t Dst>
@@ -112,6 +119,7 @@ struct Direction<Form::Packed, Src, Dst> {
     QUORVAN_INLINE Direction(const uint8_t* src, __m128&) : sum(src + Src) {}
     QUORVAN_INLINE void Add(const BoneRows&, const int8_t* q, __m128, int32_t weight) { sum.Add(q, weight); }
     QUORVAN_INLINE void Store(uint8_t* dst) const { sum.Store(dst + Dst); }
+    QUORVAN_INLINE void HandOn() {}
 };
 
 template <bool Present, bool Packed>
@@ -119,8 +127,7 @@ constexpr Form FormOf() {
     return !Present ? Form::Absent : Packed ? Form::Packed : Form::Float;
 }
 
-// The float sums a vertex stores, with the one quiet NaN for each NaN. The
-// sums carried on are these, times zero.
+// The float sums a vertex stores, with the one quiet NaN for each NaN.
 template <unsigned Features>
 QUORVAN_INLINE void QuietStoredNaNs(__m128& position, __m128& normal, __m128& tangent, __m128& binormal) {
     using F = KernelFeatures<Features>;
@@ -144,7 +151,9 @@ QUORVAN_INLINE bool SpentBeforeFirstVertex(const VertexCursor& cursor) {
 
 // Vertices one by one, from `carry`, until the count reaches `until`; at
 // least one vertex runs. `carry` is left as the next vertex would find it.
-template <uint32_t ExtraSize, unsigned Features>
+// With `Quiet`, each NaN the vertices store is the one quiet NaN; without,
+// NaNs are stored as the arithmetic leaves them.
+template <uint32_t ExtraSize, unsigned Features, bool Quiet>
 QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
                                  Carry& carry, uint32_t until) {
     using F = KernelFeatures<Features>;
@@ -175,7 +184,7 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
             if (last) break;
         }
 
-        QuietStoredNaNs<Features>(position, normalSum, tangentSum, binormalSum);
+        if constexpr (Quiet) QuietStoredNaNs<Features>(position, normalSum, tangentSum, binormalSum);
         StoreXYZ(cursor.dst + kDstPosition, position);
         normal.Store(cursor.dst);
         tangent.Store(cursor.dst);
@@ -183,9 +192,9 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
         cursor.FinishVertex<ExtraSize, F::kAux>(job);
 
         position = TimesZero(position);
-        normalSum = TimesZero(normalSum);
-        tangentSum = TimesZero(tangentSum);
-        binormalSum = TimesZero(binormalSum);
+        normal.HandOn();
+        tangent.HandOn();
+        binormal.HandOn();
     } while (cursor.count != until);
     carry = {position, normalSum, tangentSum, binormalSum};
 }
@@ -197,24 +206,47 @@ struct Progress {
     Carry carry;
 };
 
-// The kernels of one instruction set. `Lanes::Run<ExtraSize, Features>(job,
-// palette, progress)` skins as many vertices as it can side by side, leaving at least
-// one, and the rest run one by one here. Everything it works on is passed by
-// value, so the compiler can keep it in registers: a store through a vertex
-// pointer could otherwise alias any of it.
+// The kernels of one instruction set. `Lanes::Run<ExtraSize, Features,
+// Quiet>(job, palette, progress)` skins as many vertices as it can side by
+// side, leaving at least one, and the rest run one by one here. Everything
+// it works on is passed by value, so the compiler can keep it in registers:
+// a store through a vertex pointer could otherwise alias any of it.
 template <class Lanes>
 struct Family {
     using Kernel = SseKernel;
     static constexpr unsigned Features(unsigned flags) { return FullKernelFeatures(flags); }
 
+    // A call first stores its floats as the arithmetic leaves them, and
+    // learns at its end whether one was a NaN: a NaN or an infinity in a
+    // vertex's sums leaves a NaN in what it carries on, and so in the sums
+    // the call ends with. Where that happened and no store of the job reaches
+    // a byte it reads, the call runs once more from the start, quieting each
+    // NaN before it is stored, which writes the same bytes but those NaNs.
+    // Other jobs, and calls that start from a NaN, quiet them from the start.
+    // So a job without a NaN pays nothing for them.
     template <uint32_t ExtraSize, unsigned Features>
     static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
         const VectorFloatSettings settings;
+        if (!Carry::From(*carry).HoldsNaN() && HasIndependentVertices(*state)) {
+            const SkinningJob job = *state;
+            const SkinningCarry from = *carry;
+            Skin<ExtraSize, Features, false>(state, palette, carry);
+            if (!Carry::From(*carry).HoldsNaN()) return;
+            *state = job;
+            *carry = from;
+        }
+        Skin<ExtraSize, Features, true>(state, palette, carry);
+    }
+
+    // Apart from Run: the settings' barriers, inlined into the vertex loops,
+    // would keep their sums in memory.
+    template <uint32_t ExtraSize, unsigned Features, bool Quiet>
+    QUORVAN_NOINLINE static void Skin(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
         const SkinningJob job = *state;
         if (SpentBeforeFirstVertex(VertexCursor(job))) return;
-        Progress progress =
-            Lanes::template Run<ExtraSize, Features>(job, *palette, Progress{VertexCursor(job), Carry::From(*carry)});
-        RunVertices<ExtraSize, Features>(job, *palette, progress.cursor, progress.carry, 0);
+        Progress progress = Lanes::template Run<ExtraSize, Features, Quiet>(
+            job, *palette, Progress{VertexCursor(job), Carry::From(*carry)});
+        RunVertices<ExtraSize, Features, Quiet>(job, *palette, progress.cursor, progress.carry, 0);
         progress.cursor.StoreInto(*state);
         progress.carry.StoreInto(*carry);
     }
@@ -222,7 +254,7 @@ struct Family {
 
 // The SSE kernels take every vertex one by one.
 struct NoLanes {
-    template <uint32_t ExtraSize, unsigned Features>
+    template <uint32_t ExtraSize, unsigned Features, bool Quiet>
     static Progress Run(SkinningJob, const SseBonePalette&, Progress progress) {
         return progress;
     }

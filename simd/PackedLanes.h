@@ -97,7 +97,7 @@ struct PackedLanes {
     }
 
     // Every vertex but the last, which the one-by-one loop takes.
-    template <uint32_t ExtraSize>
+    template <uint32_t ExtraSize, bool Quiet>
     static Progress Run(const SkinningJob& job, const SseBonePalette& palette, Progress progress) {
         using namespace VertexLayout;
         VertexCursor& cursor = progress.cursor;
@@ -129,7 +129,7 @@ struct PackedLanes {
                 if (last) break;
             }
 
-            QuietNaNs(position);
+            if constexpr (Quiet) QuietNaNs(position);
             StoreXYZ(cursor.dst + kDstPosition, position);
             const __m256i first = Packed(sums[0]);
             if constexpr (F::kNormal) StoreWord(cursor.dst + kDstNormal, _mm256_castsi256_si128(first));

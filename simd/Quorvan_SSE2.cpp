@@ -83,9 +83,8 @@ inline void StoreXYZ(uint8_t* out, __m128 v) {
 // weights are read in plain byte order and an index byte of 255, not a zero
 // weight, ends a vertex.
 template <uint32_t ExtraSize, bool Normal>
-void SkinKernel() {
+QUORVAN_NOINLINE void Skin() {
     using namespace VertexLayout;
-    const VectorFloatSettings settings;
     const SkinningJob& job = s_job;
     VertexCursor cursor(job);
     __m128 position = _mm_setzero_ps();
@@ -115,6 +114,12 @@ void SkinKernel() {
     } while (cursor.count != 0);
 
     cursor.StoreInto(s_job);
+}
+
+template <uint32_t ExtraSize, bool Normal>
+void SkinKernel() {
+    const VectorFloatSettings settings;
+    Skin<ExtraSize, Normal>();
 }
 
 using Kernel = void (*)();

@@ -15,7 +15,7 @@
 //
 // A wide unit is described by a policy (Avx2Width.h): its
 // register type Vec with kVertices 128-bit slots, LoadSlots, Splat<Lane>,
-// Mul, Add and Slot.
+// Mul, Add, Slot and QuietNaNs.
 
 #include <cstdint>
 #include <utility>

@@ -49,6 +49,38 @@ QUORVAN_INLINE void StoreVector(uint8_t* out, __m128 v) {
         StoreXYZW(out, v);
 }
 
+// A vertex's float vectors, each stored at its slot and width as soon as it
+// is ready: a later vector may read what an earlier one stored.
+template <uint32_t ExtraSize, unsigned Features>
+struct FloatVectors {
+    using F = KernelFeatures<Features>;
+    static constexpr bool kNormal = F::kNormal && !F::kPacked, kTangents = F::kTangents && !F::kPacked;
+    // An absent direction repeats the position, which costs its NaN test nothing.
+    __m128 position, normal, tangent, binormal;
+
+    template <FloatVector Vector>
+    QUORVAN_INLINE void Store(uint8_t* dst, __m128 v) const {
+        constexpr uint32_t kOffsets[4] = {VertexLayout::kDstPosition, VertexLayout::kDstNormal,
+                                          VertexLayout::DstTangent(false), VertexLayout::DstBinormal(false)};
+        StoreVector<StoreWidth(Vector, ExtraSize, Features)>(dst + kOffsets[static_cast<int>(Vector)], v);
+    }
+
+    // A vertex with a NaN among its float vectors stores them all again, in
+    // the same order, each NaN the one quiet NaN. Where a later vector read
+    // an earlier one's store, it read a NaN either way, and a NaN operand
+    // makes a NaN whatever its bits: the bytes are those of quieting each
+    // vector before its store, at the cost of one test a vertex.
+    QUORVAN_INLINE void QuietStoredNaNs(uint8_t* dst) const {
+        if (__builtin_expect(_mm_movemask_ps(NaNLanes(position, normal, tangent, binormal)) == 0, 1)) return;
+        Store<FloatVector::Position>(dst, WithQuietNaNs(position));
+        if constexpr (kNormal) Store<FloatVector::Normal>(dst, WithQuietNaNs(normal));
+        if constexpr (kTangents) {
+            Store<FloatVector::Tangent>(dst, WithQuietNaNs(tangent));
+            Store<FloatVector::Binormal>(dst, WithQuietNaNs(binormal));
+        }
+    }
+};
+
 // The bone's quantised rotation, widened once per vertex: read before the
 // first store, it need not be fetched again after each one.
 struct PackedRotation {
@@ -77,7 +109,6 @@ template <uint32_t ExtraSize, unsigned Features>
 QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
                                  uint32_t until) {
     using F = KernelFeatures<Features>;
-    constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
     using namespace VertexLayout;
     do {
         const uint8_t* src = cursor.src;
@@ -85,11 +116,13 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
         const unsigned bone = src[kSrcBones];
         const BoneRows rows(palette.rows[bone]);
 
-        // Each vector's NaNs are quieted before it is stored: a later vector
-        // of the vertex may read what an earlier one stored.
-        __m128 position = rows.Transform(Splatted(src + kSrcPosition));
-        QuietNaNs(position);
-        StoreVector<Width(FloatVector::Position)>(dst + kDstPosition, position);
+        FloatVectors<ExtraSize, Features> floats;
+        floats.position = floats.normal = floats.tangent = floats.binormal =
+            rows.Transform(Splatted(src + kSrcPosition));
+        // Packed directions read their bytes as integers after the
+        // position's store, so a NaN there is quieted before it.
+        if constexpr (F::kPacked) QuietNaNs(floats.position);
+        floats.template Store<FloatVector::Position>(dst, floats.position);
         if constexpr (F::kPacked) {
             const PackedRotation rotation(palette.quantised[bone]);
             if constexpr (F::kNormal) rotation.Skin(dst + kDstNormal, src + kSrcNormal);
@@ -99,21 +132,20 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
             }
         } else {
             if constexpr (F::kNormal) {
-                __m128 normal = rows.Rotate(Splatted(src + kSrcNormal));
-                QuietNaNs(normal);
-                StoreVector<Width(FloatVector::Normal)>(dst + kDstNormal, normal);
+                floats.normal = rows.Rotate(Splatted(src + kSrcNormal));
+                floats.template Store<FloatVector::Normal>(dst, floats.normal);
             }
             if constexpr (F::kTangents) {
                 // Both are fetched before either is stored: where the
                 // destination overlaps the source, the tangent's store may
                 // reach the binormal's source bytes.
-                __m128 tangent = rows.Rotate(Splatted(src + SrcTangent(false)));
-                __m128 binormal = rows.Rotate(Splatted(src + SrcBinormal(false)));
-                QuietNaNs(tangent, binormal);
-                StoreVector<Width(FloatVector::Tangent)>(dst + DstTangent(false), tangent);
-                StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false), binormal);
+                floats.tangent = rows.Rotate(Splatted(src + SrcTangent(false)));
+                floats.binormal = rows.Rotate(Splatted(src + SrcBinormal(false)));
+                floats.template Store<FloatVector::Tangent>(dst, floats.tangent);
+                floats.template Store<FloatVector::Binormal>(dst, floats.binormal);
             }
         }
+        if constexpr (!F::kPacked) floats.QuietStoredNaNs(dst);
         cursor.FinishVertex<ExtraSize, F::kAux>(job);
     } while (cursor.count != until);
 }
@@ -127,8 +159,13 @@ struct Family {
     static constexpr unsigned Features(unsigned flags) { return SingleKernelFeatures(flags); }
 
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry*) {
+    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
         const VectorFloatSettings settings;
+        Skin<ExtraSize, Features>(state, palette, carry);
+    }
+
+    template <uint32_t ExtraSize, unsigned Features>
+    QUORVAN_NOINLINE static void Skin(SkinningJob* state, const SseBonePalette* palette, SkinningCarry*) {
         // A local copy, which no store through a vertex pointer can alias.
         const SkinningJob job = *state;
         VertexCursor cursor(job);

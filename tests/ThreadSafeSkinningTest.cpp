@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "../simd/Quorvan_SSE.h"
+#include "Canary.h"
 #include "HostCapture.h"
 #include "Lifecycle.h"
 #include "RandomSkinningJob.h"
@@ -95,6 +96,47 @@ TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheInterface
         }
     }
     EXPECT_TRUE(HostCapture::Reports().empty());
+}
+
+// The identity bone at weight 255 (exactly 1) with a float normal: vertex 2's
+// NaN position poisons every later position, and whichever NaNs meet (both
+// signs, payloads, signalling ones, an infinity times zero), on every path,
+// whole or split, each is stored as 0x7FC00000. The normals meet no NaN.
+TEST_F(ThreadSafeSkinningTest, EveryNaNStoredIsTheOneQuietNaN) {
+    constexpr uint32_t kVertices = 8, kSrc = 32, kDst = 24;
+    const uint32_t poisoned[3][3] = {
+        {0xFFC00000, 0xFFC00000, 0x7FC00000}, {0x7FC0BEEF, 0x7FC0BEEF, 0x7FC0BEEF}, {0xFF8A0001, 0x7F800001, 0xFF800000}};
+    std::vector<uint8_t> src(kVertices * kSrc), expected(kVertices * kDst);
+    for (uint32_t v = 0; v < kVertices; ++v) {
+        uint8_t* s = src.data() + v * kSrc;
+        const float position[3] = {1.5f * v, -2.0f, 0.25f}, normal[3] = {0.5f, -1.0f, float(v)};
+        std::memcpy(s, position, 12);
+        if (v >= 2 && v < 5) std::memcpy(s, poisoned[v - 2], 12);
+        std::memcpy(s + 20, normal, 12);
+        s[18] = 255;
+        for (unsigned c = 0; c < 3; ++c) {
+            Store(expected.data() + v * kDst + 4 * c, v >= 2 ? 0x7FC00000u : Bits(position[c]));
+            Store(expected.data() + v * kDst + 12 + 4 * c, Bits(normal[c]));
+        }
+    }
+    std::vector<uint8_t> dst(expected.size());
+    SkinningJob job{};
+    job.srcVertex = src.data(), job.srcStride = kSrc, job.dstVertex = dst.data(), job.dstStride = kDst;
+    job.vertexCount = kVertices, job.hasNormal = 1;
+    for (const VectorPath path : {VectorPath::Sse, VectorPath::Avx2, VectorPath::Avx512}) {
+        if (!ProcessorRunsVectorPath(path)) continue;
+        std::fill(dst.begin(), dst.end(), 0);
+        Quorvan_SSE(path).SkinningFull(&job);
+        EXPECT_EQ(Difference(dst, expected), "") << VectorPathName(path);
+    }
+    for (uint32_t parts = 1; parts <= 5; ++parts) {
+        std::fill(dst.begin(), dst.end(), 0);
+        QuorvanSkinningRange ranges[5];
+        const uint32_t count = QuorvanSkinningSplit(&job, parts, ranges);
+        for (uint32_t r = count; r-- > 0;) ASSERT_EQ(QuorvanSkinningFullRange(m_palette.get(), &ranges[r]), QuorvanSkinningDone);
+        ASSERT_EQ(QuorvanSkinningStitch(m_palette.get(), ranges, count), QuorvanSkinningDone);
+        EXPECT_EQ(Difference(dst, expected), "") << parts << " parts";
+    }
 }
 
 // Two meshes with palettes of their own, their ranges shared out to four

@@ -51,7 +51,10 @@ constexpr uint32_t kMxcsrControl = 0xFFC0, kMxcsrDefault = 0x1F80;
 constexpr uint16_t kX87Control = 0x0F3F, kX87Default = 0x033F, kX87Flags = 0x00FF;
 
 // The "memory" clobbers keep the arithmetic, whose inputs and results pass
-// through memory, between the setting and the restoring.
+// through memory, between the setting and the restoring. They also make the
+// compiler keep in memory whatever of the function's own state might be
+// read there, so the arithmetic belongs in a function of its own, called
+// inside the settings, never inlined around them.
 template <unsigned Units>
 class DefaultFloatSettings {
 public:

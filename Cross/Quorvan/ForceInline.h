@@ -5,6 +5,8 @@
 // calls inside the vertex loop.
 #if defined(__GNUC__)
 #  define QUORVAN_INLINE inline __attribute__((always_inline))
+#  define QUORVAN_NOINLINE __attribute__((noinline))
 #else
 #  define QUORVAN_INLINE inline
+#  define QUORVAN_NOINLINE
 #endif

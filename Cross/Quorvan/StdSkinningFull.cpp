@@ -35,13 +35,10 @@ QUORVAN_INLINE Float3 Renormalised(Float3 n) {
     return {Rounded(n.x * r), Rounded(n.y * r), Rounded(n.z * r)};
 }
 
-}  // namespace
-
 template <uint32_t ExtraSize, unsigned Features>
-void StdFullFamily::Run(bool, const float* palette) {
+QUORVAN_NOINLINE void Skin(const float* palette) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
-    const ScalarFloatSettings settings;
 
     const SkinningJob& job = s_stdJob;
     VertexCursor cursor(job);
@@ -69,6 +66,14 @@ void StdFullFamily::Run(bool, const float* palette) {
     } while (cursor.count != 0);
 
     cursor.StoreInto(s_stdJob);
+}
+
+}  // namespace
+
+template <uint32_t ExtraSize, unsigned Features>
+void StdFullFamily::Run(bool, const float* palette) {
+    const ScalarFloatSettings settings;
+    Skin<ExtraSize, Features>(palette);
 }
 
 const SkinningTable<StdKernel> kStdFullKernels = BuildSkinningTable<StdFullFamily>();

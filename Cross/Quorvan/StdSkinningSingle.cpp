@@ -10,11 +10,12 @@
 #include "VertexCursor.h"
 #include "VertexLayout.h"
 
+namespace {
+
 template <uint32_t ExtraSize, unsigned Features>
-void StdSingleFamily::Run(bool, const float* palette) {
+QUORVAN_NOINLINE void Skin(const float* palette) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
-    const ScalarFloatSettings settings;
 
     const SkinningJob& job = s_stdJob;
     VertexCursor cursor(job);
@@ -27,6 +28,14 @@ void StdSingleFamily::Run(bool, const float* palette) {
     } while (cursor.count != 0);
 
     cursor.StoreInto(s_stdJob);
+}
+
+}  // namespace
+
+template <uint32_t ExtraSize, unsigned Features>
+void StdSingleFamily::Run(bool, const float* palette) {
+    const ScalarFloatSettings settings;
+    Skin<ExtraSize, Features>(palette);
 }
 
 const SkinningTable<StdKernel> kStdSingleKernels = BuildSkinningTable<StdSingleFamily>();
