@@ -15,7 +15,7 @@
 //
 // A wide unit is described by a policy (Avx2Width.h): its
 // register type Vec with kVertices 128-bit slots, LoadSlots, Splat<Lane>,
-// Mul, Add, Slot and QuietNaNs.
+// Mul, Add, Zero, Slot and QuietNaNs.
 
 #include <cstdint>
 #include <utility>
@@ -87,8 +87,9 @@ struct Lanes {
     static constexpr unsigned kBlock = Wide::kVertices * Groups;
     using V = typename Wide::Vec;
 
-    template <uint32_t ExtraSize, unsigned Features>
-    QUORVAN_INLINE static void Run(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor) {
+    template <uint32_t ExtraSize, unsigned Features, bool Quiet>
+    QUORVAN_INLINE static void Run(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+                                   NaNWatch& watch) {
         using F = KernelFeatures<Features>;
         // Packed directions are integer work per vertex, which gains nothing
         // from the lanes while the block's gathering costs: one by one is
@@ -101,22 +102,28 @@ struct Lanes {
             // Where the blocks taken together are independent, so is each of
             // them: their spans lie within those of the whole run.
             const uint32_t blocks = (cursor.count - 1) / kBlock;
+            // The blocks' own watch, folded into the call's at the end.
+            V seen[4] = {Wide::Zero(), Wide::Zero(), Wide::Zero(), Wide::Zero()};
             if (VertexBlock::IsIndependent(job, cursor, blocks * kBlock, stores)) {
-                for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features>(job, palette, cursor);
-                return;
+                for (uint32_t k = 0; k < blocks; ++k) Block<ExtraSize, Features, Quiet>(job, palette, cursor, seen);
+            } else {
+                while (cursor.count > kBlock) {
+                    if (VertexBlock::IsIndependent(job, cursor, kBlock, stores))
+                        Block<ExtraSize, Features, Quiet>(job, palette, cursor, seen);
+                    else
+                        RunVertices<ExtraSize, Features, Quiet>(job, palette, cursor, cursor.count - kBlock, watch);
+                }
             }
-            while (cursor.count > kBlock) {
-                if (VertexBlock::IsIndependent(job, cursor, kBlock, stores))
-                    Block<ExtraSize, Features>(job, palette, cursor);
-                else
-                    RunVertices<ExtraSize, Features>(job, palette, cursor, cursor.count - kBlock);
-            }
+            if constexpr (!Quiet)
+                for (int k = 0; k < 4; ++k)
+                    watch.See(static_cast<FloatVector>(k), _mm_mul_ps(Wide::Slot(seen[k], 0), Wide::Slot(seen[k], 1)));
         }
     }
 
 private:
-    template <uint32_t ExtraSize, unsigned Features>
-    QUORVAN_INLINE static void Block(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor) {
+    template <uint32_t ExtraSize, unsigned Features, bool Quiet>
+    QUORVAN_INLINE static void Block(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+                                     V (&seen)[4]) {
         using F = KernelFeatures<Features>;
         constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
         using namespace VertexLayout;
@@ -141,14 +148,22 @@ private:
                 tangent[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcTangent(false)));
                 binormal[g] = bone.Rotate(WideSplatted<Wide>(src + first, SrcBinormal(false)));
             }
-            if constexpr (F::kNormal && F::kTangents)
+            if constexpr (!Quiet) {
+                seen[0] = Wide::Mul(seen[0], position[g]);
+                if constexpr (F::kNormal) seen[1] = Wide::Mul(seen[1], normal[g]);
+                if constexpr (F::kTangents) {
+                    seen[2] = Wide::Mul(seen[2], tangent[g]);
+                    seen[3] = Wide::Mul(seen[3], binormal[g]);
+                }
+            } else if constexpr (F::kNormal && F::kTangents) {
                 Wide::QuietNaNs(position[g], normal[g], tangent[g], binormal[g]);
-            else if constexpr (F::kNormal)
+            } else if constexpr (F::kNormal) {
                 Wide::QuietNaNs(position[g], normal[g]);
-            else if constexpr (F::kTangents)
+            } else if constexpr (F::kTangents) {
                 Wide::QuietNaNs(position[g], tangent[g], binormal[g]);
-            else
+            } else {
                 Wide::QuietNaNs(position[g]);
+            }
         });
 
         Unroll<kBlock>([&](auto vertex) {

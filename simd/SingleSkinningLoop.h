@@ -17,6 +17,7 @@
 #include "../Cross/Quorvan/ForceInline.h"
 #include "../Cross/Quorvan/VertexCursor.h"
 #include "../Cross/Quorvan/VertexLayout.h"
+#include "SkinningRanges.h"
 #include "SseBonePalette.h"
 #include "SseSkinning.h"
 #include "SseVector.h"
@@ -49,6 +50,20 @@ QUORVAN_INLINE void StoreVector(uint8_t* out, __m128 v) {
         StoreXYZW(out, v);
 }
 
+// What a call's stores showed of NaNs where it stored them as the
+// arithmetic left them: each kind of vector multiplies a product of its own,
+// which stays a signed zero while those vectors are finite and turns NaN for
+// good at the first NaN or infinity among them. One multiply a vector.
+struct NaNWatch {
+    __m128 seen[4] = {_mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps()};
+
+    QUORVAN_INLINE void See(FloatVector vector, __m128 v) {
+        __m128& product = seen[static_cast<int>(vector)];
+        product = _mm_mul_ps(product, v);
+    }
+    QUORVAN_INLINE bool SawNaN() const { return _mm_movemask_ps(NaNLanes(seen[0], seen[1], seen[2], seen[3])) != 0; }
+};
+
 // A vertex's float vectors, each stored at its slot and width as soon as it
 // is ready: a later vector may read what an earlier one stored.
 template <uint32_t ExtraSize, unsigned Features>
@@ -79,6 +94,15 @@ struct FloatVectors {
             Store<FloatVector::Binormal>(dst, WithQuietNaNs(binormal));
         }
     }
+
+    QUORVAN_INLINE void ShowTo(NaNWatch& watch) const {
+        watch.See(FloatVector::Position, position);
+        if constexpr (kNormal) watch.See(FloatVector::Normal, normal);
+        if constexpr (kTangents) {
+            watch.See(FloatVector::Tangent, tangent);
+            watch.See(FloatVector::Binormal, binormal);
+        }
+    }
 };
 
 // The bone's quantised rotation, widened once per vertex: read before the
@@ -105,9 +129,11 @@ struct PackedRotation {
 };
 
 // Vertices one by one until the count reaches `until`; at least one runs.
-template <uint32_t ExtraSize, unsigned Features>
+// With `Quiet`, each NaN they store is the one quiet NaN; without, NaNs are
+// stored as the arithmetic leaves them, and shown to `watch`.
+template <uint32_t ExtraSize, unsigned Features, bool Quiet>
 QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
-                                 uint32_t until) {
+                                 uint32_t until, NaNWatch& watch) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
     do {
@@ -121,7 +147,7 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
             rows.Transform(Splatted(src + kSrcPosition));
         // Packed directions read their bytes as integers after the
         // position's store, so a NaN there is quieted before it.
-        if constexpr (F::kPacked) QuietNaNs(floats.position);
+        if constexpr (Quiet && F::kPacked) QuietNaNs(floats.position);
         floats.template Store<FloatVector::Position>(dst, floats.position);
         if constexpr (F::kPacked) {
             const PackedRotation rotation(palette.quantised[bone]);
@@ -145,40 +171,54 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
                 floats.template Store<FloatVector::Binormal>(dst, floats.binormal);
             }
         }
-        if constexpr (!F::kPacked) floats.QuietStoredNaNs(dst);
+        if constexpr (!Quiet)
+            floats.ShowTo(watch);
+        else if constexpr (!F::kPacked)
+            floats.QuietStoredNaNs(dst);
         cursor.FinishVertex<ExtraSize, F::kAux>(job);
     } while (cursor.count != until);
 }
 
-// The kernels of one instruction set. `Lanes::Run<ExtraSize, Features>(job,
-// palette, cursor)` skins as many vertices as it can side by side, leaving at least
-// one, and the rest run one by one here.
+// The kernels of one instruction set. `Lanes::Run<ExtraSize, Features,
+// Quiet>(job, palette, cursor, watch)` skins as many vertices as it can side
+// by side, leaving at least one, and the rest run one by one here.
 template <class Lanes>
 struct Family {
     using Kernel = SseKernel;
     static constexpr unsigned Features(unsigned flags) { return SingleKernelFeatures(flags); }
 
+    // As SkinningFull's: a job whose stores reach nothing it reads stores
+    // NaNs as they come and, should its watch have seen one, runs once more
+    // quieting them; any other job quiets them from the start.
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
+    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry*) {
         const VectorFloatSettings settings;
-        Skin<ExtraSize, Features>(state, palette, carry);
+        if (HasIndependentVertices(*state)) {
+            const SkinningJob job = *state;
+            if (!Skin<ExtraSize, Features, false>(state, palette)) return;
+            *state = job;
+        }
+        Skin<ExtraSize, Features, true>(state, palette);
     }
 
-    template <uint32_t ExtraSize, unsigned Features>
-    QUORVAN_NOINLINE static void Skin(SkinningJob* state, const SseBonePalette* palette, SkinningCarry*) {
+    // Apart from Run, as SkinningFull's. Whether it stored a NaN as it came.
+    template <uint32_t ExtraSize, unsigned Features, bool Quiet>
+    QUORVAN_NOINLINE static bool Skin(SkinningJob* state, const SseBonePalette* palette) {
         // A local copy, which no store through a vertex pointer can alias.
         const SkinningJob job = *state;
         VertexCursor cursor(job);
-        Lanes::template Run<ExtraSize, Features>(job, *palette, cursor);
-        RunVertices<ExtraSize, Features>(job, *palette, cursor, 0);
+        NaNWatch watch;
+        Lanes::template Run<ExtraSize, Features, Quiet>(job, *palette, cursor, watch);
+        RunVertices<ExtraSize, Features, Quiet>(job, *palette, cursor, 0, watch);
         cursor.StoreInto(*state);
+        return !Quiet && watch.SawNaN();
     }
 };
 
 // The SSE kernels take every vertex one by one.
 struct NoLanes {
-    template <uint32_t ExtraSize, unsigned Features>
-    static void Run(const SkinningJob&, const SseBonePalette&, VertexCursor&) {}
+    template <uint32_t ExtraSize, unsigned Features, bool Quiet>
+    static void Run(const SkinningJob&, const SseBonePalette&, VertexCursor&, NaNWatch&) {}
 };
 
 }  // namespace SingleSkinning

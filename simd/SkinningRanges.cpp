@@ -40,8 +40,20 @@ Extent Writes(const SkinningJob& job) {
     return e;
 }
 
+// Where the skinned inputs of a source vertex end, for both operations: the
+// 16-byte lane of its last float vector, three bytes of its last packed
+// direction, or, for positions alone, the byte behind the weights that
+// SkinningFull's end test reads.
+int64_t SkinnedInputEnd(const SkinningJob& job) {
+    using namespace VertexLayout;
+    const bool packed = job.packedDirections, normal = job.hasNormal, tangents = job.hasTangents;
+    if (tangents) return packed ? SrcBinormal(true) + 3 : SrcBinormal(false) + 16;
+    if (normal) return packed ? kSrcNormal + 3 : kSrcNormal + 16;
+    return kSrcWeights + 5;
+}
+
 Extent Reads(const SkinningJob& job) {
-    Extent e{0, VertexBlock::kInputBytes};
+    Extent e{0, SkinnedInputEnd(job)};
     e.Cover(Signed(job.srcExtraOffset), job.extraSize);
     return e;
 }

@@ -63,12 +63,12 @@ QUORVAN_INLINE void StoreXYZ(uint8_t* out, __m128 v) {
     std::memcpy(out + 8, &z, 4);
 }
 
-// Every NaN the kernels store is this one: quiet, positive, no payload.
-// Which NaN an operation hands on when it meets two depends on the order of
-// its operands, which the compiler and each vector path choose their own way;
-// that a result is a NaN does not. A vertex whose results hold a NaN has them
-// made this one before they are stored, so its bytes are the same on every
-// path. Finite results and infinities are left as they are, -0 included.
+// Every NaN the kernels leave stored is this one: quiet, positive, no
+// payload. Which NaN an operation hands on when it meets two depends on the
+// order of its operands, which the compiler and each vector path choose
+// their own way; that a result is a NaN does not. So each NaN a vertex stores
+// is made this one, and its bytes are the same on every path. Finite results
+// and infinities are left as they are, -0 included.
 constexpr float kQuietNaN = __builtin_nanf("");  // 0x7FC00000
 
 // The lanes where a or b is a NaN, all ones; any number of vectors, two to a

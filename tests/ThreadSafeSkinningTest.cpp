@@ -106,7 +106,7 @@ TEST_F(ThreadSafeSkinningTest, EveryNaNStoredIsTheOneQuietNaN) {
     constexpr uint32_t kVertices = 8, kSrc = 32, kDst = 24;
     const uint32_t poisoned[3][3] = {
         {0xFFC00000, 0xFFC00000, 0x7FC00000}, {0x7FC0BEEF, 0x7FC0BEEF, 0x7FC0BEEF}, {0xFF8A0001, 0x7F800001, 0xFF800000}};
-    std::vector<uint8_t> src(kVertices * kSrc), expected(kVertices * kDst);
+    std::vector<uint8_t> src(kVertices * kSrc + 16), expected(kVertices * kDst);  // the normal's lane reads on
     for (uint32_t v = 0; v < kVertices; ++v) {
         uint8_t* s = src.data() + v * kSrc;
         const float position[3] = {1.5f * v, -2.0f, 0.25f}, normal[3] = {0.5f, -1.0f, float(v)};
