@@ -125,7 +125,7 @@ private:
     QUORVAN_INLINE static void Block(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
                                      V (&seen)[4]) {
         using F = KernelFeatures<Features>;
-        constexpr auto Width = [](FloatVector vector) { return StoreWidth(vector, ExtraSize, Features); };
+        constexpr auto Width = [](FloatVector vector) { return SingleStoreWidth(vector, ExtraSize, Features); };
         using namespace VertexLayout;
 
         const uint8_t* src[kBlock];

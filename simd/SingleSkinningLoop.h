@@ -25,22 +25,6 @@
 namespace {
 namespace SingleSkinning {
 
-enum class FloatVector { Position, Normal, Tangent, Binormal };
-
-// Bytes written by the store of a float vector. A vector goes out as its
-// whole four-lane result, the fourth float spilling into the four bytes
-// behind it, which a later store of the same vertex may cover. Only the
-// vertex's last vector with no extra words behind it is stored as its three
-// floats; so is the normal as the only direction with one extra word, even
-// though that word could have taken the spill.
-constexpr unsigned StoreWidth(FloatVector vector, uint32_t extraSize, unsigned features) {
-    const bool normal = features & kSkinNormal, tangents = features & kSkinTangents;
-    const bool normalAlone = vector == FloatVector::Normal && !tangents;
-    const bool last = vector == FloatVector::Binormal || normalAlone ||
-                      (vector == FloatVector::Position && !normal && !tangents);
-    return last && (extraSize == 0 || (normalAlone && extraSize == 4)) ? 12 : 16;
-}
-
 template <unsigned Width>
 QUORVAN_INLINE void StoreVector(uint8_t* out, __m128 v) {
     static_assert(Width == 12 || Width == 16);
@@ -77,7 +61,7 @@ struct FloatVectors {
     QUORVAN_INLINE void Store(uint8_t* dst, __m128 v) const {
         constexpr uint32_t kOffsets[4] = {VertexLayout::kDstPosition, VertexLayout::kDstNormal,
                                           VertexLayout::DstTangent(false), VertexLayout::DstBinormal(false)};
-        StoreVector<StoreWidth(Vector, ExtraSize, Features)>(dst + kOffsets[static_cast<int>(Vector)], v);
+        StoreVector<SingleStoreWidth(Vector, ExtraSize, Features)>(dst + kOffsets[static_cast<int>(Vector)], v);
     }
 
     // A vertex with a NaN among its float vectors stores them all again, in

@@ -39,6 +39,27 @@ constexpr unsigned SingleKernelFeatures(unsigned flags) {
     return (flags & (kSkinNormal | kSkinTangents)) ? flags : flags & ~kSkinPacked;
 }
 
+// Internal linkage: the job checker, built without SSE, reads the same rule.
+namespace {
+
+enum class FloatVector { Position, Normal, Tangent, Binormal };
+
+// Bytes written by the store of a float vector. A vector goes out as its
+// whole four-lane result, the fourth float spilling into the four bytes
+// behind it, which a later store of the same vertex may cover. Only the
+// vertex's last vector with no extra words behind it is stored as its three
+// floats; so is the normal as the only direction with one extra word, even
+// though that word could have taken the spill.
+constexpr unsigned SingleStoreWidth(FloatVector vector, uint32_t extraSize, unsigned features) {
+    const bool normal = features & kSkinNormal, tangents = features & kSkinTangents;
+    const bool normalAlone = vector == FloatVector::Normal && !tangents;
+    const bool last = vector == FloatVector::Binormal || normalAlone ||
+                      (vector == FloatVector::Position && !normal && !tangents);
+    return last && (extraSize == 0 || (normalAlone && extraSize == 4)) ? 12 : 16;
+}
+
+}  // namespace
+
 // The same kernels built for each instruction set; all of them leave the
 // same bytes and the same job copy.
 extern const SseKernelTable kSseFullKernels, kAvx2FullKernels, kAvx512FullKernels;

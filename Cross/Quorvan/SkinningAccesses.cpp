@@ -20,21 +20,6 @@ namespace {
 
 using namespace VertexLayout;
 
-enum class FloatVector { Position, Normal, Tangent, Binormal };
-
-// Bytes the vector SkinningSingle stores of a float vector: the whole lane,
-// its fourth float spilling into the four bytes behind the vector, except
-// for the vertex's last vector when no pass-through bytes follow it, and for
-// the normal as the only direction when four follow it. (The kernels' own
-// rule, StoreWidth in simd/SingleSkinningLoop.h, is built with SSE.)
-int64_t SingleStoreWidth(FloatVector vector, uint32_t extraSize, unsigned features) {
-    const bool normal = features & kSkinNormal, tangents = features & kSkinTangents;
-    const bool normalAlone = vector == FloatVector::Normal && !tangents;
-    const bool last = vector == FloatVector::Binormal || normalAlone ||
-                      (vector == FloatVector::Position && !normal && !tangents);
-    return last && (extraSize == 0 || (normalAlone && extraSize == 4)) ? 12 : 16;
-}
-
 // The byte after the four weights.
 constexpr int64_t kEndTestByte = kSrcWeights + 4;
 
@@ -76,7 +61,7 @@ bool ListVertexAccesses(const SkinningJob& job, QuorvanSkinningCheckCall call, V
 
     const auto width = [&](FloatVector v) {
         if (v != FloatVector::Position && packed) return int64_t{4};
-        return vector && !full ? SingleStoreWidth(v, job.extraSize, features) : 12;
+        return vector && !full ? int64_t{SingleStoreWidth(v, job.extraSize, features)} : 12;
     };
     skinnedStore(QuorvanSkinningCheckPosition, kDstPosition, width(FloatVector::Position));
     if (normal) skinnedStore(QuorvanSkinningCheckNormal, kDstNormal, width(FloatVector::Normal));
