@@ -1,16 +1,16 @@
-# GoogleTest: the system's build for 64-bit, built from Debian's sources
-# (package googletest) for 32-bit, where no prebuilt library exists. Sets
+# GoogleTest: the system's build for Linux x86-64, built from Debian's sources
+# (package googletest) for the other builds, where no prebuilt library exists. Sets
 # QUORVAN_GOOGLETEST when the suites can be built.
 include(GoogleTest)
 set(QUORVAN_GOOGLETEST OFF)
-if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8 AND NOT WIN32)
   find_package(GTest QUIET)
   if(NOT GTest_FOUND)
     message(STATUS "GoogleTest not found (Debian: libgtest-dev): the test suites are not built")
     return()
   endif()
 else()
-  set(QUORVAN_GTEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest sources for the 32-bit build")
+  set(QUORVAN_GTEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest sources for the builds other than Linux x86-64")
   if(NOT EXISTS ${QUORVAN_GTEST_SOURCE}/CMakeLists.txt)
     message(STATUS "GoogleTest sources not found in ${QUORVAN_GTEST_SOURCE} (Debian: googletest): "
                    "the test suites are not built")

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, if any is missing; for the
-# tests also 32-bit Wine (install-wine.sh).
+# tests also Wine for 32- and 64-bit programs (install-wine.sh).
 # Usage: install-dependencies.sh demo|test
 set -euo pipefail
 
@@ -8,7 +8,7 @@ mode=${1:-test}
 packages=(cmake make g++ binutils libassimp-dev libpng-dev)
 case "$mode" in
 demo) ;;
-test) packages+=(g++-multilib g++-mingw-w64-i686 qemu-user googletest libgtest-dev libbenchmark-dev
+test) packages+=(g++-multilib g++-mingw-w64-i686 g++-mingw-w64-x86-64 qemu-user googletest libgtest-dev libbenchmark-dev
               clang-16 lld llvm assimp-testmodels) ;;
 *) echo "usage: $0 demo|test" >&2; exit 2 ;;
 esac

@@ -1,18 +1,22 @@
 #!/usr/bin/env bash
-# Installs 32-bit Wine (Debian's wine and wine32:i386), which runs the tests of
-# the Windows builds. wine32 is an i386 package, so the i386 architecture is
-# added. Wine comes from the release and its updates only: the security
+# Installs Wine for 32- and 64-bit programs (Debian's wine, wine32:i386 and
+# wine64), which runs the tests of the Windows builds. wine32 is an i386
+# package, so the i386 architecture is added. Wine comes from the release and its updates only: the security
 # suite's i386 index can lag behind its amd64 one, and apt then finds no i386
 # twin for the amd64 libraries it took from there. apt reads a sources file of
 # our own for this; the machine's apt configuration stays as it is.
 set -euo pipefail
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"; }
-installed wine && installed wine32:i386 && exit 0
+packages=(wine wine32:i386 wine64)
+all_installed() {
+    for package in "${packages[@]}"; do installed "$package" || return 1; done
+}
+all_installed && exit 0
 
 fail() {
     echo "install-wine.sh: $*" >&2
-    echo "install-wine.sh: without 32-bit Wine the Windows builds' tests cannot run" >&2
+    echo "install-wine.sh: without Wine the Windows builds' tests cannot run" >&2
     exit 1
 }
 
@@ -25,7 +29,7 @@ codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
 mirror=$(apt-get indextargets --no-release-info --format '$(REPO_URI)' "Release: $codename" "Target-Of: deb" | head -n 1)
 [ -n "$mirror" ] || fail "no apt source of the machine lists Debian's $codename suite"
 
-echo "Installing wine wine32:i386 from $mirror $codename $codename-updates"
+echo "Installing ${packages[*]} from $mirror $codename $codename-updates"
 if ! dpkg --print-foreign-architectures | grep -qx i386; then
     $sudo dpkg --add-architecture i386 || fail "could not add the i386 architecture"
 fi
@@ -39,5 +43,5 @@ chmod -R a+rX "$sources"
 apt=($sudo apt-get -q -o Dir::Etc::SourceList="$sources/sources.list" -o Dir::Etc::SourceParts="$sources/parts"
      -o APT::Get::List-Cleanup=false)
 "${apt[@]}" update || fail "apt-get update failed for $mirror $codename $codename-updates"
-"${apt[@]}" install -y --no-install-recommends wine wine32:i386 || fail "apt-get could not install wine wine32:i386"
-installed wine32:i386 || fail "wine32:i386 is still not installed"
+"${apt[@]}" install -y --no-install-recommends "${packages[@]}" || fail "apt-get could not install ${packages[*]}"
+all_installed || fail "${packages[*]} are still not all installed"

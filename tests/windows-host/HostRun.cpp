@@ -1,7 +1,10 @@
 // A host as an engine built with the Microsoft compiler writes it: it prints
-// every destination byte of a few skinned vertices, which its Linux i386
-// build must print alike, and checks the lifecycle and the thread-safe calls
-// cut into ranges. Exit status 0 when every check held.
+// the processor record, every destination byte of a few skinned vertices and
+// the vector unit of the thread-safe calls, and makes the library report a
+// job it refuses; its Linux build of the same width must print and report
+// alike. It checks the lifecycle, the thread-safe calls whole and cut into
+// ranges, and that a refused job leaves the destination alone. Exit status 0
+// when every check held.
 
 #include <Quorvan/Quorvan.h>
 #include <Quorvan/QuorvanSkinning.h>
@@ -92,6 +95,24 @@ void FillSource(uint8_t* src, const Layout& layout, Bytes& random) {
     }
 }
 
+// A job with two extra bytes a vertex, which no kernel takes: each call
+// reports it (on standard error) and stores nothing.
+void Refuse(Quorvan* q, bool vector) {
+    uint8_t src[kVertices * kStride] = {}, dst[kVertices * kStride];
+    std::memset(dst, kCanary, sizeof dst);
+    const SkinningJob job = {src, kStride, 56, dst, kStride, 48, 0, 0, nullptr, 2, kVertices, 1, 0, 0, 0};
+    q->SkinningFull(&job);
+    q->SkinningSingle(&job);
+    if (vector) {
+        SkinningJob copy = job;
+        Check(QuorvanSkinningFull(&g_palette, &copy) == QuorvanSkinningUnsupportedExtraSize,
+              "the thread-safe call refuses two extra bytes");
+    }
+    bool untouched = true;
+    for (uint8_t byte : dst) untouched = untouched && byte == kCanary;
+    Check(untouched, "a refused job stores nothing");
+}
+
 void Skin(Quorvan* q, const char* implementation, bool vector) {
     Bytes random;
     LoadBones(q, random);
@@ -112,10 +133,17 @@ void Skin(Quorvan* q, const char* implementation, bool vector) {
             uint8_t interfaceBytes[sizeof dst];
             std::memcpy(interfaceBytes, dst, sizeof dst);
             std::memset(dst, kCanary, sizeof dst);
+            SkinningJob whole = job;
+            Check((single ? QuorvanSkinningSingle(&g_palette, &whole) : QuorvanSkinningFull(&g_palette, &whole)) ==
+                      QuorvanSkinningDone,
+                  "a whole call runs");
+            Check(std::memcmp(dst, interfaceBytes, sizeof dst) == 0, "a whole call makes the interface's bytes");
+            std::memset(dst, kCanary, sizeof dst);
             SkinInRanges(job, single);
             Check(std::memcmp(dst, interfaceBytes, sizeof dst) == 0, "ranges leave the interface's bytes");
         }
     }
+    Refuse(q, vector);
 }
 
 // One whole use of the library: initialise, skin, shut down.
@@ -139,10 +167,14 @@ int main() {
     _processor_info info;
     const int reported = _cpuid(&info);
     Check(info.checkedFeatures == 15 && reported == info.cpuFeatures, "_cpuid fills the record");
-    std::printf("processor %s, features %d, running %d\n", info.cpuName, info.cpuFeatures, info.osFeatures);
+    std::printf("processor \"%s\" \"%s\" family %d model %d stepping %d, features %d, running %d, checked %d\n",
+                info.vendorId, info.cpuName, info.family, info.model, info.stepping, info.cpuFeatures,
+                info.osFeatures, info.checkedFeatures);
 
     Run(true, "x87");
     if (info.osFeatures & FeatureSSE) Run(false, "SSE");
+    const char* unit = QuorvanSkinningVectorUnit();
+    std::printf("thread-safe calls on %s\n", unit ? unit : "no vector unit");
 
     std::printf("%s\n", g_failures ? "host checks FAILED" : "host checks passed");
     return g_failures ? 1 : 0;

@@ -23,19 +23,25 @@ for class in Quorvan_std Quorvan_SSE; do
                 gsub(/[()]/, "", $NF); print $NF, value }')
         [ -n "$definition" ] || continue
         read -r section value <<<"$definition"
+        # An entry is an absolute address: 4 bytes on 32 bits, 8 on 64.
+        case $("$readobj" --file-headers "$object" | awk '$1 == "Format:" { print $2 }') in
+        COFF-i386) relocation=IMAGE_REL_I386_DIR32 width=4 ;;
+        COFF-x86-64) relocation=IMAGE_REL_AMD64_ADDR64 width=8 ;;
+        *) echo "FAIL $object: neither a 32- nor a 64-bit x86 object"; failed=1; continue ;;
+        esac
 
         size=$("$readobj" --sections "$object" | awk -v n="$section" '
             $1 == "Number:" { current = $2 } $1 == "RawDataSize:" && current == n { print $2 }')
         # "<offset> <symbol>" of each relocation in the table's section.
-        entries=$("$readobj" --relocations "$object" | awk -v n="$section" '
+        entries=$("$readobj" --relocations "$object" | awk -v n="$section" -v type="$relocation" '
             /^  Section \(/ { inside = ($2 == "(" n ")") ; next }
-            inside && $2 == "IMAGE_REL_I386_DIR32" { print $1, $3 }')
+            inside && $2 == type { print $1, $3 }')
         actual=$(awk '{ print $2 }' <<<"$entries")
         offsets=$(while read -r offset _; do printf "%d " "$offset"; done <<<"$entries")
         count=$(wc -l <<<"$expected")
-        wantOffsets=$(for ((k = 0; k < count; ++k)); do printf "%s " $((4 * k)); done)
+        wantOffsets=$(for ((k = 0; k < count; ++k)); do printf "%s " $((width * k)); done)
 
-        if [ "$value" != 0 ] || [ "$size" != $((4 * count)) ] || [ "$offsets" != "$wantOffsets" ] ||
+        if [ "$value" != 0 ] || [ "$size" != $((width * count)) ] || [ "$offsets" != "$wantOffsets" ] ||
            [ "$actual" != "$expected" ]; then
             echo "FAIL $object: $table at $value, $size bytes, entries:"
             sed 's/^/  /' <<<"$entries"
