@@ -1,21 +1,24 @@
 // SkinningFull of the vector implementation, on each vector path the
-// processor runs, against two plain C++ loops skinning the same vertices: the
-// one an engine writes (blend the bone matrices, then transform, see
-// EngineSkinning.h) and one repeating the library's arithmetic influence by
-// influence. 1 or 4 influences; positions only, float normal, tangent and
-// binormal, or the same directions packed; a cache-resident and a
-// memory-bound mesh.
+// processor runs, against three loops skinning the same vertices: the one an
+// engine writes in plain C++ (blend the bone matrices, then transform, see
+// EngineSkinning.h), the same by hand with SSE2, four vertices at a time, and
+// one repeating the library's arithmetic influence by influence. 1 or 4
+// influences; positions only, float normal, tangent and binormal, or the same
+// directions packed; a cache-resident and a memory-bound mesh. Every loop
+// reads its own copy of the vertices and writes its own destination, all
+// placed alike (PageBuffer.h).
 
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <random>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "../simd/Quorvan_SSE.h"
 #include "Compare.h"
 #include "EngineSkinning.h"
+#include "PageBuffer.h"
 
 namespace {
 
@@ -25,18 +28,28 @@ constexpr unsigned kBones = 64;
 
 enum Form { kPositions, kFloatDirections, kPackedDirections };
 
+// A loop's vertices and destination. The source has room for the 16-byte
+// loads of the last vertex's vectors.
+struct LoopBuffers {
+    static constexpr size_t kDstOffset = 2048;
+    PageBuffer src, dst;
+
+    explicit LoopBuffers(uint32_t vertices)
+        : src(size_t{vertices} * kSrcStride + 16, 0), dst(size_t{vertices} * kDstStride, kDstOffset) {}
+};
+
 struct Mesh {
-    std::vector<uint8_t> src, dst, engineDst, baselineDst;
+    LoopBuffers library, engine, engineSse2, perInfluence;
     float bones[kBones][12];
 
-    Mesh(uint32_t vertices, int influences) : src(vertices * kSrcStride + 16), dst(vertices * kDstStride), engineDst(dst.size()),
-          baselineDst(dst.size()) {
+    Mesh(uint32_t vertices, int influences)
+        : library(vertices), engine(vertices), engineSse2(vertices), perInfluence(vertices) {
         std::mt19937 random(7);
         std::uniform_real_distribution<float> unit(-1, 1);
         for (auto& bone : bones)
             for (float& e : bone) e = unit(random);
         for (uint32_t v = 0; v < vertices; ++v) {
-            uint8_t* p = src.data() + v * kSrcStride;
+            uint8_t* p = library.src.data() + size_t{v} * kSrcStride;
             float floats[15];
             for (float& f : floats) f = unit(random) * 10;
             std::memcpy(p, floats, 12);
@@ -46,16 +59,17 @@ struct Mesh {
             const uint8_t weights[2][4] = {{0, 0, 255, 0}, {64, 64, 64, 63}};
             std::memcpy(p + 16, weights[influences == 4], 4);
         }
+        for (LoopBuffers* copy : {&engine, &engineSse2, &perInfluence}) copy->src.CopyFrom(library.src);
     }
 };
 
 // The library's own arithmetic in plain C++: each influence transforms the
 // vertex, and the results are summed by weight, as fractions of 255.
-void BaselineBlend(const Mesh& mesh, uint8_t* dst, uint32_t vertices, Form form) {
+void BaselineBlend(const uint8_t* src, uint8_t* dst, const float (&bones)[kBones][12], uint32_t vertices, Form form) {
     static const unsigned kOrder[4] = {2, 1, 0, 3};
     for (uint32_t v = 0; v < vertices; ++v) {
-        const uint8_t* s = mesh.src.data() + v * kSrcStride;
-        uint8_t* d = dst + v * kDstStride;
+        const uint8_t* s = src + size_t{v} * kSrcStride;
+        uint8_t* d = dst + size_t{v} * kDstStride;
         float p[3], dirs[3][3];
         std::memcpy(p, s, 12);
         std::memcpy(dirs, s + 20, 12);
@@ -63,7 +77,7 @@ void BaselineBlend(const Mesh& mesh, uint8_t* dst, uint32_t vertices, Form form)
         float outP[3] = {}, outD[3][3] = {};
         int32_t packed[3][3] = {};
         for (int i = 0; i < 4; ++i) {
-            const float* m = mesh.bones[s[12 + i]];
+            const float* m = bones[s[12 + i]];
             const uint8_t weightByte = s[16 + kOrder[i]];
             const float w = weightByte / 255.0f;
             for (int c = 0; c < 3; ++c) outP[c] += (p[0] * m[c] + p[1] * m[3 + c] + p[2] * m[6 + c] + m[9 + c]) * w;
@@ -106,8 +120,8 @@ int64_t FirstDifferentVertex(const Mesh& mesh, const uint8_t* got, const uint8_t
         return false;
     };
     for (uint32_t v = 0; v < vertices; ++v) {
-        const uint8_t* s = mesh.src.data() + v * kSrcStride;
-        const uint8_t *a = got + v * kDstStride, *b = expected + v * kDstStride;
+        const uint8_t* s = mesh.library.src.data() + size_t{v} * kSrcStride;
+        const uint8_t *a = got + size_t{v} * kDstStride, *b = expected + size_t{v} * kDstStride;
         bool different = differs(s, a, b, 1);
         for (int k = 0; k < 3 && form == kFloatDirections; ++k)
             different |= differs(s + 20 + 12 * k, a + 12 + 12 * k, b + 12 + 12 * k, 0);
@@ -125,9 +139,9 @@ void SkinningFull(benchmark::State& state, VectorPath path) {
     for (unsigned b = 0; b < kBones; ++b) sse->SetSkinningMatrix(b, mesh.bones[b]);
 
     SkinningJob job{};
-    job.srcVertex = mesh.src.data();
+    job.srcVertex = mesh.library.src.data();
     job.srcStride = kSrcStride;
-    job.dstVertex = mesh.dst.data();
+    job.dstVertex = mesh.library.dst.data();
     job.dstStride = kDstStride;
     job.vertexCount = vertices;
     job.hasNormal = job.hasTangents = form != kPositions;
@@ -136,28 +150,35 @@ void SkinningFull(benchmark::State& state, VectorPath path) {
     static const EngineDirections kEngineDirections[] = {EngineDirections::None, EngineDirections::Float,
                                                          EngineDirections::Packed};
     const auto engine = [&] {
-        EngineSkinVertices(mesh.src.data(), kSrcStride, mesh.engineDst.data(), kDstStride, vertices, &mesh.bones[0][0],
-                           kEngineDirections[form]);
+        EngineSkinVertices(mesh.engine.src.data(), kSrcStride, mesh.engine.dst.data(), kDstStride, vertices,
+                           &mesh.bones[0][0], kEngineDirections[form]);
     };
-    const auto perInfluence = [&] { BaselineBlend(mesh, mesh.baselineDst.data(), vertices, form); };
+    const auto engineSse2 = [&] {
+        EngineSkinVerticesSse2(mesh.engineSse2.src.data(), kSrcStride, mesh.engineSse2.dst.data(), kDstStride,
+                               vertices, &mesh.bones[0][0], kEngineDirections[form]);
+    };
+    const auto perInfluence = [&] {
+        BaselineBlend(mesh.perInfluence.src.data(), mesh.perInfluence.dst.data(), mesh.bones, vertices, form);
+    };
 
-    // All three do the same work: the same positions and directions, up to
+    // All four do the same work: the same positions and directions, up to
     // rounding (packed directions round differently in each).
     sse->SkinningFull(&job);
     engine();
+    engineSse2();
     perInfluence();
-    for (const uint8_t* baseline : {mesh.engineDst.data(), mesh.baselineDst.data()}) {
-        const int64_t v = FirstDifferentVertex(mesh, mesh.dst.data(), baseline, vertices, form);
+    const std::pair<const char*, const LoopBuffers*> baselines[] = {
+        {"matrix blend", &mesh.engine}, {"SSE2 matrix blend", &mesh.engineSse2}, {"per-influence loop", &mesh.perInfluence}};
+    for (const auto& [name, buffers] : baselines) {
+        const int64_t v = FirstDifferentVertex(mesh, mesh.library.dst.data(), buffers->dst.data(), vertices, form);
         if (v >= 0) {
-            state.SkipWithError(("vertex " + std::to_string(v) + " differs from the " +
-                                 (baseline == mesh.engineDst.data() ? "matrix blend" : "per-influence loop"))
-                                    .c_str());
+            state.SkipWithError(("vertex " + std::to_string(v) + " differs from the " + name).c_str());
             return;
         }
     }
 
     CompareWithBaselines(state, vertices, "vertex", [&] { sse->SkinningFull(&job); },
-                         {{"matrix_blend", engine}, {"per_influence", perInfluence}});
+                         {{"matrix_blend", engine}, {"sse2_blend", engineSse2}, {"per_influence", perInfluence}});
     static const char* const kForms[] = {"positions", "float directions", "packed directions"};
     state.SetLabel(std::to_string(influences) + " influence(s), " + kForms[form]);
 }
