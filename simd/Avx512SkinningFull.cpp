@@ -35,7 +35,8 @@ struct Avx512FullWidth {
         v = _mm512_insertf32x4(v, slots[2], 2);
         return _mm512_insertf32x4(v, slots[3], 3);
     }
-    QUORVAN_INLINE static Vec Row(const float (&row)[4]) { return _mm512_broadcast_f32x4(_mm_load_ps(row)); }
+    // A rotation row of the bone's wide form, already in every slot.
+    QUORVAN_INLINE static Vec Row(const float (&row)[16]) { return _mm512_load_ps(row); }
     QUORVAN_INLINE static Vec Broadcast(float f) { return _mm512_set1_ps(f); }
     QUORVAN_INLINE static Vec AddToFirstSlot(Vec v, const float (&row)[4]) {
         return _mm512_mask_add_ps(v, 0x000F, v, _mm512_castps128_ps512(_mm_load_ps(row)));

@@ -101,12 +101,13 @@ struct Lanes {
         // rather than taken by the multiplies straight from memory.
 #pragma GCC unroll 1
         for (unsigned i = 0; i < count; ++i) {
-            const float(&rows)[4][4] = palette.rows[src[kSrcBones + i]];
-            const Vec row0 = Width::Row(rows[0]), row1 = Width::Row(rows[1]), row2 = Width::Row(rows[2]);
+            const unsigned bone = src[kSrcBones + i];
+            const WideBone& wide = palette.wide[bone];
+            const Vec row0 = Width::Row(wide.rows[0]), row1 = Width::Row(wide.rows[1]), row2 = Width::Row(wide.rows[2]);
             const Vec w = Width::Broadcast(weights[kWeightOrder[i]]);
             for (unsigned r = 0; r < kUsed; ++r) {
                 Vec third = Width::Mul(row2, z[r]);
-                if (r == 0) third = Width::AddToFirstSlot(third, rows[3]);
+                if (r == 0) third = Width::AddToFirstSlot(third, palette.rows[bone][3]);
                 const Vec v = Width::Add(Width::Add(Width::Mul(row0, x[r]), Width::Mul(row1, y[r])), third);
                 sums.of[r] = Width::Add(Width::Mul(v, w), sums.of[r]);
             }

@@ -62,24 +62,12 @@ struct PackedLanes {
         return _mm256_sub_epi16(_mm256_shuffle_epi8(bytes, spread), _mm256_set1_epi32(128));
     }
 
-    // The bone's quantised rotation as 16-bit pairs (q0, q3), (q1, q4),
-    // (q2, q5), (0, 0) and (q6, 0), (q7, 0), (q8, 0), (0, 0) in every slot:
-    // each byte shuffled into the high half of its pair, then shifted down
-    // with its sign.
+    // The bone's quantised rotation as 16-bit pairs, from its wide form.
     struct Rotation {
         __m256i ab, c0;
-        QUORVAN_INLINE explicit Rotation(const int8_t* q) {
-            // The palette's float rows follow its last rotation, so sixteen
-            // bytes can be read from any.
-            const __m256i bytes = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(q)));
-            const char z = static_cast<char>(0x80);
-            const __m256i toAB = _mm256_setr_epi8(z, 0, z, 3, z, 1, z, 4, z, 2, z, 5, z, z, z, z,  //
-                                                  z, 0, z, 3, z, 1, z, 4, z, 2, z, 5, z, z, z, z);
-            const __m256i toC0 = _mm256_setr_epi8(z, 6, z, z, z, 7, z, z, z, 8, z, z, z, z, z, z,  //
-                                                  z, 6, z, z, z, 7, z, z, z, 8, z, z, z, z, z, z);
-            ab = _mm256_srai_epi16(_mm256_shuffle_epi8(bytes, toAB), 8);
-            c0 = _mm256_srai_epi16(_mm256_shuffle_epi8(bytes, toC0), 8);
-        }
+        QUORVAN_INLINE explicit Rotation(const WideBone& wide)
+            : ab(_mm256_load_si256(reinterpret_cast<const __m256i*>(wide.pairsAB))),
+              c0(_mm256_load_si256(reinterpret_cast<const __m256i*>(wide.pairsC0))) {}
     };
 
     // Back to excess-128 bytes, as PackedSum::Store: (sum + 4194175) >> 15,
@@ -120,7 +108,7 @@ struct PackedLanes {
                 const uint8_t weightByte = src[kSrcWeights + kWeightOrder[i]];
                 position = _mm_add_ps(_mm_mul_ps(BoneRows(palette.rows[bone]).Transform(point), Weight(weightByte)),
                                       position);
-                const Rotation q(palette.quantised[bone]);
+                const Rotation q(palette.wide[bone]);
                 const __m256i w = _mm256_set1_epi32(weightByte);
                 for (unsigned r = 0; r < kRegisters; ++r) {
                     const __m256i rotated = _mm256_add_epi32(_mm256_madd_epi16(ab[r], q.ab), _mm256_madd_epi16(c0[r], q.c0));

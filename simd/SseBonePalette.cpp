@@ -6,11 +6,33 @@
 
 SseBonePalette s_ssePalette;
 
+namespace {
+
+// The wide form of a bone from its float rows and quantised rotation.
+void WidenBone(SseBonePalette& palette, unsigned bone) {
+    WideBone& wide = palette.wide[bone];
+    for (unsigned row = 0; row < 3; ++row)
+        for (unsigned k = 0; k < 16; ++k) wide.rows[row][k] = palette.rows[bone][row][k % 4];
+    const int8_t* q = palette.quantised[bone];
+    for (unsigned half = 0; half < 16; half += 8) {
+        for (unsigned column = 0; column < 3; ++column) {
+            wide.pairsAB[half + 2 * column] = q[column];
+            wide.pairsAB[half + 2 * column + 1] = q[3 + column];
+            wide.pairsC0[half + 2 * column] = q[6 + column];
+            wide.pairsC0[half + 2 * column + 1] = 0;
+        }
+        for (unsigned k = 6; k < 8; ++k) wide.pairsAB[half + k] = wide.pairsC0[half + k] = 0;
+    }
+}
+
+}  // namespace
+
 void ResetSsePaletteToIdentity(SseBonePalette& palette) {
     std::memset(&palette, 0, sizeof palette);
     for (unsigned bone = 0; bone < kSseBoneCount; ++bone) {
         for (unsigned k = 0; k < 4; ++k) palette.rows[bone][k][k] = 1.0f;
         for (unsigned k = 0; k < 3; ++k) palette.quantised[bone][4 * k] = 127;
+        WidenBone(palette, bone);
     }
 }
 
@@ -34,4 +56,5 @@ void SetSsePaletteEntry(SseBonePalette& palette, uint32_t bone, const float* m) 
     }
     int8_t* q = palette.quantised[bone];
     for (unsigned k = 0; k < 9; ++k) q[k] = QuantiseRotation(m[k]);
+    WidenBone(palette, bone);
 }

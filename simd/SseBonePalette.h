@@ -9,6 +9,20 @@
 // bone index byte names an entry.
 constexpr unsigned kSseBoneCount = 256;
 
+// What the wide SkinningFull kernels read of a bone, made when it is loaded,
+// so that a vertex's influence takes each as one aligned load rather than
+// broadcasts and shuffles of its own: each rotation row (x, y and z axes,
+// with 0.0 fourth) repeated across a 64-byte line, one copy per 128-bit slot;
+// and the quantised rotation as the signed 16-bit pairs the packed kernels
+// multiply with, (q0, q3), (q1, q4), (q2, q5), (0, 0) and (q6, 0), (q7, 0),
+// (q8, 0), (0, 0), twice over.
+struct alignas(64) WideBone {
+    float rows[3][16];
+    int16_t pairsAB[16];
+    int16_t pairsC0[16];
+};
+static_assert(sizeof(WideBone) == 256, "four cache lines a bone");
+
 // Aligned so that each bone's float rows fill one 64-byte cache line, which
 // the wide kernels load in aligned pairs.
 struct alignas(64) SseBonePalette {
@@ -18,6 +32,8 @@ struct alignas(64) SseBonePalette {
     // Four rows of four floats a bone (x, y and z axes, translation), each row
     // one aligned vector load.
     float rows[kSseBoneCount][4][4];
+    // The same bones as the wide kernels read them.
+    WideBone wide[kSseBoneCount];
 };
 // The quantised rotations lie directly before the float rows, which start on
 // a cache line.
@@ -34,7 +50,7 @@ void ResetSsePaletteToIdentity(SseBonePalette& palette);
 
 // Loads bone `bone` from twelve floats (x, y and z axes, translation): the
 // float rows with 0.0 as their fourth component, the translation row's
-// included, and the quantised rotation.
+// included, the quantised rotation, and the wide kernels' form of both.
 void SetSsePaletteEntry(SseBonePalette& palette, uint32_t bone, const float* m);
 
 // One rotation element as a signed byte: times 127 when positive, else times
