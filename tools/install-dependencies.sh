@@ -5,7 +5,7 @@
 set -euo pipefail
 
 mode=${1:-test}
-packages=(cmake make g++ binutils libassimp-dev libpng-dev)
+packages=(cmake make g++ binutils libassimp-dev libpng-dev libtbb-dev)
 case "$mode" in
 demo) ;;
 test) packages+=(g++-multilib g++-mingw-w64-i686 g++-mingw-w64-x86-64 qemu-user googletest libgtest-dev libbenchmark-dev
