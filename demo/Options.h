@@ -11,6 +11,7 @@ struct Options {
     std::string json;  // empty: no JSON
     int frames = 48;
     int animation = 0;
+    int crowd = 0;  // characters of the crowd frame; 0: the usual run
     Directions directions = Directions::Float;
     double secondsPerMeasurement = 0.4;
     bool quick = false;

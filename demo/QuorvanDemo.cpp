@@ -15,6 +15,7 @@
 #include <Quorvan/Quorvan.h>
 
 #include "AssimpLoader.h"
+#include "CrowdFrame.h"
 #include "DemoHost.h"
 #include "ImplementationRun.h"
 #include "JsonReport.h"
@@ -143,13 +144,16 @@ int Demo(int argc, char** argv) {
         throw std::runtime_error("'" + mesh.name + "' has " + std::to_string(mesh.animations.size()) +
                                  " animations; --animation " + std::to_string(options.animation) +
                                  " is not one of them");
+    const Playback playback = MakePlayback(mesh, options.animation, options.frames);
+    if (options.directions == Directions::Packed) RequireRotationsOnly(playback);
+    if (options.crowd > 0)
+        return RunCrowdFrames(playback, options) ? 0 : Fail("the threads changed the crowd's bytes (see MISMATCH)");
+
     const std::string pictures = options.out.empty() ? DefaultPictureDirectory() : options.out;
     std::error_code error;
     std::filesystem::create_directories(pictures, error);
     if (error) throw std::runtime_error("cannot create picture directory " + pictures + ": " + error.message());
 
-    const Playback playback = MakePlayback(mesh, options.animation, options.frames);
-    if (options.directions == Directions::Packed) RequireRotationsOnly(playback);
     const MeshSummary summary = Summarise(mesh, playback, options);
     const std::vector<ImplementationResult> results =
         RunEachImplementation(playback, summary, notes, options, pictures);

@@ -1,6 +1,7 @@
 // Whole runs of the demo program: the built-in mesh must skin and fog on both
 // implementations, as the program checks itself against its reference, and
-// leave its pictures; unusable input must end in one error line.
+// leave its pictures; the crowd frame must leave the same bytes on all threads
+// as on one; unusable input must end in one error line.
 
 #include <gtest/gtest.h>
 
@@ -45,6 +46,14 @@ TEST(DemoRun, BuiltInMeshOnBothImplementations) {
         EXPECT_TRUE(std::filesystem::exists(scratch / "pictures/" + picture + ".png")) << picture;
 }
 
+TEST(DemoRun, CrowdFrameLeavesOneThreadsBytesOnAll) {
+    const Outcome run = RunDemo("--crowd 3 --frames 2");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_NE(run.out.find("one of 262676 vertices (the mesh's, repeated) in 27 ranges"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("every frame: the bytes on"), std::string::npos) << run.out;
+}
+
 TEST(DemoRun, UnusableInputEndsInOneErrorLine) {
     const ScratchDirectory scratch;
     const std::string chain = scratch / "chain.smd", garbage = scratch / "garbage.x";
@@ -62,6 +71,7 @@ TEST(DemoRun, UnusableInputEndsInOneErrorLine) {
          "--packed needs bones that only rotate, but 'huesitos.fbx' scales them by 100"},
         {"--animation 1", "'built-in tentacle' has 1 animations; --animation 1 is not one of them"},
         {"--frames 0", "--frames wants a whole number from 1, not '0'"},
+        {"--crowd 0", "--crowd wants a whole number from 1 to 1024, not '0'"},
         {"--mesh", "--mesh needs a value"},
         {"--wireframe", "unknown option '--wireframe' (--help lists them)"},
     };
