@@ -16,10 +16,6 @@ struct Avx2FullWidth : Avx2Width {
     // The first two slots' worth of a rotation row of the bone's wide form.
     QUORVAN_INLINE static Vec Row(const float (&row)[16]) { return _mm256_load_ps(row); }
     QUORVAN_INLINE static Vec Broadcast(float f) { return _mm256_set1_ps(f); }
-    // The second slot keeps its value: the sum is taken and left unused.
-    QUORVAN_INLINE static Vec AddToFirstSlot(Vec v, const float (&row)[4]) {
-        return _mm256_blend_ps(v, _mm256_add_ps(v, _mm256_broadcast_ps(reinterpret_cast<const __m128*>(row))), 0x0F);
-    }
 
     // The components of each slot's source vector, each across its slot.
     template <class Slots, unsigned R>

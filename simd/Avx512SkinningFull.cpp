@@ -38,9 +38,6 @@ struct Avx512FullWidth {
     // A rotation row of the bone's wide form, already in every slot.
     QUORVAN_INLINE static Vec Row(const float (&row)[16]) { return _mm512_load_ps(row); }
     QUORVAN_INLINE static Vec Broadcast(float f) { return _mm512_set1_ps(f); }
-    QUORVAN_INLINE static Vec AddToFirstSlot(Vec v, const float (&row)[4]) {
-        return _mm512_mask_add_ps(v, 0x000F, v, _mm512_castps128_ps512(_mm_load_ps(row)));
-    }
 
     // The source as 32-bit words: the three of each skinned vector, loaded
     // at once under a mask (so nothing else is read), then spread.

@@ -4,8 +4,8 @@
 // normal, tangent and binormal each keep the four lanes they have in the
 // one-by-one loop, in a 128-bit slot of their own, so one AVX-512 register or
 // two AVX2 registers hold the whole vertex. A bone row is the same for every
-// slot, so it is one broadcast load, and the components of the source vectors
-// are spread once per vertex.
+// slot, so it is one load of the bone's wide form (SseBonePalette.h), and the
+// components of the source vectors are spread once per vertex.
 //
 // Every slot performs the one-by-one loop's single-precision operations in
 // its order: (x * row0 + y * row1) + (z * row2 + row3) for the position,
@@ -107,7 +107,7 @@ struct Lanes {
             const Vec w = Width::Broadcast(weights[kWeightOrder[i]]);
             for (unsigned r = 0; r < kUsed; ++r) {
                 Vec third = Width::Mul(row2, z[r]);
-                if (r == 0) third = Width::AddToFirstSlot(third, palette.rows[bone][3]);
+                if (r == 0) third = Width::Add(third, Width::Row(wide.translation));
                 const Vec v = Width::Add(Width::Add(Width::Mul(row0, x[r]), Width::Mul(row1, y[r])), third);
                 sums.of[r] = Width::Add(Width::Mul(v, w), sums.of[r]);
             }

@@ -13,6 +13,7 @@ void WidenBone(SseBonePalette& palette, unsigned bone) {
     WideBone& wide = palette.wide[bone];
     for (unsigned row = 0; row < 3; ++row)
         for (unsigned k = 0; k < 16; ++k) wide.rows[row][k] = palette.rows[bone][row][k % 4];
+    for (unsigned k = 0; k < 16; ++k) wide.translation[k] = k < 4 ? palette.rows[bone][3][k] : -0.0f;
     const int8_t* q = palette.quantised[bone];
     for (unsigned half = 0; half < 16; half += 8) {
         for (unsigned column = 0; column < 3; ++column) {

@@ -11,17 +11,22 @@ constexpr unsigned kSseBoneCount = 256;
 
 // What the wide SkinningFull kernels read of a bone, made when it is loaded,
 // so that a vertex's influence takes each as one aligned load rather than
-// broadcasts and shuffles of its own: each rotation row (x, y and z axes,
-// with 0.0 fourth) repeated across a 64-byte line, one copy per 128-bit slot;
-// and the quantised rotation as the signed 16-bit pairs the packed kernels
-// multiply with, (q0, q3), (q1, q4), (q2, q5), (0, 0) and (q6, 0), (q7, 0),
-// (q8, 0), (0, 0), twice over.
+// broadcasts, shuffles and blends of its own:
+// - each rotation row (x, y and z axes, with 0.0 fourth) repeated across a
+//   64-byte line, one copy per 128-bit slot;
+// - the translation row in the first slot and -0.0 in every other lane:
+//   added to all slots at once, it changes only the position's, since adding
+//   -0.0 leaves every float as it is, +0.0 and -0.0 included;
+// - the quantised rotation as the signed 16-bit pairs the packed kernels
+//   multiply with, (q0, q3), (q1, q4), (q2, q5), (0, 0) and (q6, 0),
+//   (q7, 0), (q8, 0), (0, 0), twice over.
 struct alignas(64) WideBone {
     float rows[3][16];
+    float translation[16];
     int16_t pairsAB[16];
     int16_t pairsC0[16];
 };
-static_assert(sizeof(WideBone) == 256, "four cache lines a bone");
+static_assert(sizeof(WideBone) == 320, "five cache lines a bone");
 
 // Aligned so that each bone's float rows fill one 64-byte cache line, which
 // the wide kernels load in aligned pairs.

@@ -72,7 +72,7 @@ typedef SkinningJob QuorvanSkinningJob;
 
 /* 256 bones as the vector implementation keeps them: float rows and their
    quantised rotations, a cache line of rows per bone, and the same bones laid
-   out for the wide vector units (four cache lines each). It must start on a
+   out for the wide vector units (five cache lines each). It must start on a
    64-byte boundary: declared, it does; from the heap, allocate it aligned
    (aligned_alloc, _aligned_malloc, C++17 new). Loading it is not
    thread-safe, reading it is: load it, then skin with it from any number of
@@ -80,7 +80,7 @@ typedef SkinningJob QuorvanSkinningJob;
    change it, so take sizeof rather than a number, and rebuild against each
    version's header. */
 typedef struct QuorvanSkinningPalette {
-    QUORVAN_SKINNING_ALIGN64 uint8_t storage[84224];
+    QUORVAN_SKINNING_ALIGN64 uint8_t storage[100608];
 } QuorvanSkinningPalette;
 
 /* A part of a job, made by QuorvanSkinningSplit. `job` is the part's own
