@@ -107,6 +107,31 @@ TEST_F(VectorSkinningTest, FullReadsWeightsInTheirOrderAndEndsOnTheNextPlainByte
     }
 }
 
+// A direction of -0 after a vertex whose sums were negative: each product is
+// -0, and so is the carried sum it is added to, so -0 is stored. Identity
+// bones, one influence of weight 255.
+TEST_F(VectorSkinningTest, FullStoresMinusZeroForAZeroDirectionAfterANegativeOne) {
+    for (const VectorPath path : kSkinningPaths) {
+        if (!ProcessorRunsVectorPath(path)) continue;
+        Quorvan_SSE sse(path);
+        uint8_t src[3][64] = {};
+        const float normals[3][3] = {{-1, -2, -3}, {-0.0f, -0.0f, -0.0f}, {-0.0f, -0.0f, -0.0f}};
+        for (int v = 0; v < 3; ++v) {
+            src[v][18] = 255;
+            std::memcpy(src[v] + 20, normals[v], 12);
+        }
+        CanaryBuffer dst(192);
+        SkinningJob job{};
+        job.srcVertex = src[0], job.dstVertex = dst.data(), job.srcStride = job.dstStride = 64, job.vertexCount = 3;
+        job.hasNormal = 1;
+        sse.SkinningFull(&job);
+        EXPECT_EQ(dst.FirstGuardHit(), -1);
+        for (int v = 1; v < 3; ++v)
+            for (int c = 0; c < 3; ++c)
+                EXPECT_EQ(Load<uint32_t>(dst.data() + 64 * v + 12 + 4 * c), 0x80000000u) << VectorPathName(path) << " vertex " << v;
+    }
+}
+
 // Packed directions (z, y, x, unused, as a little-endian word) through the
 // quantised identity, 127 on the diagonal. A zero
 // component comes back as 127 from SkinningFull and 126 from SkinningSingle,
