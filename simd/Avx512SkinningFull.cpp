@@ -69,7 +69,13 @@ struct Avx512FullWidth {
         unsigned words = 0;
         for (unsigned v = 0; v < 4; ++v) words |= Slots::kPresent[v] ? 7u << 3 * v : 0;
         const __m512i gather = _mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 15, 15, 15, 15);
-        _mm512_mask_storeu_ps(dst, static_cast<__mmask16>(words), _mm512_permutexvar_ps(gather, sums[0]));
+        const __m512 packed = _mm512_permutexvar_ps(gather, sums[0]);
+        if constexpr (Slots::kPresent[1] && Slots::kPresent[2] && Slots::kPresent[3]) {
+            _mm256_storeu_ps(reinterpret_cast<float*>(dst), _mm512_castps512_ps256(packed));
+            _mm_storeu_ps(reinterpret_cast<float*>(dst + 32), _mm512_extractf32x4_ps(packed, 2));
+        } else {
+            _mm512_mask_storeu_ps(dst, static_cast<__mmask16>(words), packed);
+        }
     }
 };
 

@@ -79,6 +79,17 @@ struct Lanes {
 
     // One vertex: its influences added to `sums`, which it leaves holding
     // what it stores.
+    //
+    // The one-by-one loop adds each weighted influence to the carried sum in
+    // turn. Where a vertex takes one register, the influences are summed
+    // first, in the same order, and the carry is added last, which gives the
+    // same bits: a carry is +0, -0 or NaN (a sum times zero). A zero added to
+    // a non-zero value leaves it exact, so both orders agree once any partial
+    // sum is non-zero; where every term is zero, both give -0 exactly when
+    // the carry and every term are -0; and a NaN carry gives NaN either way.
+    // So a vertex no longer waits four additions for the one before it. Two
+    // registers a vertex (AVX2) have no room for the extra sums in sixteen
+    // registers, and add the carry first.
     template <unsigned Features>
     QUORVAN_INLINE static void Blend(const SseBonePalette& palette, const uint8_t* src, Sums& sums) {
         using namespace VertexLayout;
@@ -97,19 +108,34 @@ struct Lanes {
         const uint8_t* ends = src + kSrcWeights + 1;
         const unsigned count = ends[0] == 0 ? 1 : ends[1] == 0 ? 2 : ends[2] == 0 ? 3 : 4;
 
-        // Kept as a loop: unrolled, the weights end up spread by shuffles
-        // rather than taken by the multiplies straight from memory.
-#pragma GCC unroll 1
-        for (unsigned i = 0; i < count; ++i) {
-            const unsigned bone = src[kSrcBones + i];
-            const WideBone& wide = palette.wide[bone];
+        // Influence i, weighted, for each register.
+        const auto weighted = [&](unsigned i, Vec(&out)[kUsed]) {
+            const WideBone& wide = palette.wide[src[kSrcBones + i]];
             const Vec row0 = Width::Row(wide.rows[0]), row1 = Width::Row(wide.rows[1]), row2 = Width::Row(wide.rows[2]);
             const Vec w = Width::Broadcast(weights[kWeightOrder[i]]);
             for (unsigned r = 0; r < kUsed; ++r) {
                 Vec third = Width::Mul(row2, z[r]);
                 if (r == 0) third = Width::Add(third, Width::Row(wide.translation));
-                const Vec v = Width::Add(Width::Add(Width::Mul(row0, x[r]), Width::Mul(row1, y[r])), third);
-                sums.of[r] = Width::Add(Width::Mul(v, w), sums.of[r]);
+                out[r] = Width::Mul(Width::Add(Width::Add(Width::Mul(row0, x[r]), Width::Mul(row1, y[r])), third), w);
+            }
+        };
+        // Kept as loops: unrolled, the weights end up spread by shuffles
+        // rather than taken by the multiplies straight from memory.
+        Vec term[kUsed];
+        if constexpr (kRegisters == 1) {
+            Vec total[kUsed];
+            weighted(0, total);
+#pragma GCC unroll 1
+            for (unsigned i = 1; i < count; ++i) {
+                weighted(i, term);
+                for (unsigned r = 0; r < kUsed; ++r) total[r] = Width::Add(term[r], total[r]);
+            }
+            for (unsigned r = 0; r < kUsed; ++r) sums.of[r] = Width::Add(total[r], sums.of[r]);
+        } else {
+#pragma GCC unroll 1
+            for (unsigned i = 0; i < count; ++i) {
+                weighted(i, term);
+                for (unsigned r = 0; r < kUsed; ++r) sums.of[r] = Width::Add(term[r], sums.of[r]);
             }
         }
     }
