@@ -28,7 +28,8 @@ constexpr uint32_t kVertices = 1000000, kSrcStride = 56, kDstStride = 48;
 constexpr unsigned kBones = 64;
 
 struct Mesh {
-    std::vector<uint8_t> src = std::vector<uint8_t>(size_t{kVertices} * kSrcStride);
+    // Room for the 16-byte read of the last vertex's binormal.
+    std::vector<uint8_t> src = std::vector<uint8_t>(size_t{kVertices} * kSrcStride + 4);
     std::vector<uint8_t> dst = std::vector<uint8_t>(size_t{kVertices} * kDstStride);
     std::vector<uint8_t> engineDst = dst;
     float bones[kBones][12];
