@@ -22,11 +22,12 @@
 #include <string>
 #include <vector>
 
+#include "BlendedVertices.h"
 #include "Compare.h"
 
 namespace {
 
-constexpr uint32_t kSrcStride = 56, kDstStride = 48, kBones = 64;
+constexpr uint32_t kSrcStride = kBlendedSrcStride, kDstStride = 48, kBones = 64;
 constexpr uint32_t kCharacterVertices = 5000, kBigVertices = 262676, kRangeVertices = 10000;
 constexpr uint32_t kRanges = (kBigVertices + kRangeVertices - 1) / kRangeVertices;
 // The vector kernels read the last vertex's binormal as a whole 16-byte
@@ -41,19 +42,8 @@ struct Character {
 
     Character(uint32_t vertices, std::mt19937& random)
         : src(size_t{vertices} * kSrcStride + kLaneTail), dst(size_t{vertices} * kDstStride) {
-        std::uniform_real_distribution<float> unit(-1, 1);
-        for (auto& bone : pose)
-            for (float& e : bone) e = unit(random);
-        for (uint32_t v = 0; v < vertices; ++v) {
-            uint8_t* p = src.data() + size_t{v} * kSrcStride;
-            float floats[12];
-            for (float& f : floats) f = unit(random) * 10;
-            std::memcpy(p, floats, 12);
-            std::memcpy(p + 20, floats + 3, 36);
-            for (int i = 0; i < 4; ++i) p[12 + i] = static_cast<uint8_t>(random() % kBones);
-            const uint8_t weights[4] = {64, 64, 64, 63};
-            std::memcpy(p + 16, weights, 4);
-        }
+        FillPose(pose, random);
+        FillBlendedVertices(src.data(), vertices, kBones, random);
         QuorvanSkinningResetPalette(&palette);
         job.srcVertex = src.data();
         job.srcStride = kSrcStride;

@@ -19,12 +19,13 @@
 #include <thread>
 #include <vector>
 
+#include "BlendedVertices.h"
 #include "Compare.h"
 #include "EngineSkinning.h"
 
 namespace {
 
-constexpr uint32_t kVertices = 1000000, kSrcStride = 56, kDstStride = 48;
+constexpr uint32_t kVertices = 1000000, kSrcStride = kBlendedSrcStride, kDstStride = 48;
 constexpr unsigned kBones = 64;
 
 struct Mesh {
@@ -36,19 +37,8 @@ struct Mesh {
 
     Mesh() {
         std::mt19937 random(11);
-        std::uniform_real_distribution<float> unit(-1, 1);
-        for (auto& bone : bones)
-            for (float& e : bone) e = unit(random);
-        for (uint32_t v = 0; v < kVertices; ++v) {
-            uint8_t* p = src.data() + size_t{v} * kSrcStride;
-            float floats[12];
-            for (float& f : floats) f = unit(random) * 10;
-            std::memcpy(p, floats, 12);
-            std::memcpy(p + 20, floats + 3, 36);
-            for (int i = 0; i < 4; ++i) p[12 + i] = static_cast<uint8_t>(random() % kBones);
-            const uint8_t weights[4] = {64, 64, 64, 63};
-            std::memcpy(p + 16, weights, 4);
-        }
+        FillPose(bones, random);
+        FillBlendedVertices(src.data(), kVertices, kBones, random);
     }
 };
 
