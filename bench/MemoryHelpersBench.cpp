@@ -24,7 +24,7 @@
 
 #include "../Cross/Quorvan/Quorvan_std.h"
 #include "../simd/Quorvan_SSE.h"
-#include "../simd/VectorPath.h"
+#include "../simd/x86/VectorPath.h"
 
 namespace {
 

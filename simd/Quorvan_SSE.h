@@ -1,7 +1,7 @@
 #pragma once
 
 #include "../Cross/Quorvan/Quorvan.h"
-#include "VectorPath.h"
+#include "x86/VectorPath.h"
 
 // The vector implementation: SSE single-precision arithmetic and MMX moves,
 // never SSE2, so it runs on every processor whose operating system runs SSE;

@@ -14,7 +14,7 @@
 #include "../Cross/Quorvan/Report.h"
 #include "../Cross/Quorvan/VertexCursor.h"
 #include "../Cross/Quorvan/VertexLayout.h"
-#include "SseVector.h"
+#include "shared/Vector4.h"
 
 namespace Quorvan_SSE2 {
 

@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "../Cross/Quorvan/Quorvan_std.h"
-#include "../simd/SseBonePalette.h"
+#include "../simd/shared/VectorBonePalette.h"
 
 TEST(QuantiseRotationTest, TruncatesTheExactProductAndWraps) {
     const struct {

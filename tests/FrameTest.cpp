@@ -11,7 +11,7 @@
 
 #include "../Cross/Quorvan/Quorvan_std.h"
 #include "../simd/Quorvan_SSE.h"
-#include "../simd/VectorKernels.h"
+#include "../simd/x86/VectorKernels.h"
 #include "Canary.h"
 #include "HostCapture.h"
 #include "Lifecycle.h"

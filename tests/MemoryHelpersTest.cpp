@@ -12,7 +12,7 @@
 
 #include "../Cross/Quorvan/Quorvan_std.h"
 #include "../simd/Quorvan_SSE.h"
-#include "../simd/VectorPath.h"
+#include "../simd/x86/VectorPath.h"
 #include "Canary.h"
 #include "HostCapture.h"
 #include "Lifecycle.h"

@@ -16,7 +16,7 @@
 #include "../simd/Quorvan_3DNow.h"
 #include "../simd/Quorvan_SSE.h"
 #include "../simd/Quorvan_SSE2.h"
-#include "../simd/SseSkinning.h"
+#include "../simd/shared/SkinningKernels.h"
 #include "Canary.h"
 #include "HostCapture.h"
 #include "Lifecycle.h"

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "../simd/Quorvan_SSE.h"
-#include "../simd/SseBonePalette.h"
-#include "../simd/SseSkinning.h"
+#include "../simd/shared/VectorBonePalette.h"
+#include "../simd/shared/SkinningKernels.h"
 #include "Canary.h"
 #include "Lifecycle.h"
 #include "RandomSkinningJob.h"

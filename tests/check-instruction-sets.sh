@@ -32,10 +32,10 @@ check() {  # <object> <rule>
 instructionSet() {  # <object>: the instruction sets it is built for
     case $1 in
     */ProcessorProbe*) echo probes ;;   # the guarded test instructions
-    */simd/Quorvan_SSE2* | */simd/Sse2*) echo sse2 ;;  # SSE2 is their point
-    */simd/Avx2*) echo avx2 ;;
-    */simd/Avx512*) echo avx512 ;;
-    */simd/VectorPath* | */simd/VectorKernels* | */simd/QuorvanSkinning* | */simd/SkinningRanges*) echo x87 ;;
+    */simd/Quorvan_SSE2* | */simd/x86/Sse2*) echo sse2 ;;  # SSE2 is their point
+    */simd/x86/Avx2*) echo avx2 ;;
+    */simd/x86/Avx512*) echo avx512 ;;
+    */simd/x86/VectorPath* | */simd/x86/VectorKernels* | */simd/shared/QuorvanSkinning* | */simd/shared/SkinningRanges*) echo x87 ;;
     */simd/Quorvan_3DNow*) echo 3dnow ;;
     */simd/*) echo sse ;;
     *) echo x87 ;;

@@ -11,7 +11,7 @@
 
 #include "SkinningAccesses.h"
 
-#include "../../simd/SseSkinning.h"
+#include "../../simd/shared/SkinningKernels.h"
 #include "Quorvan_std.h"
 #include "StdSkinning.h"
 #include "VertexLayout.h"
@@ -38,7 +38,7 @@ bool ListVertexAccesses(const SkinningJob& job, QuorvanSkinningCheckCall call, V
 
     list.count = 0;
     list.blends = full;
-    list.paletteBones = vector ? kSseBoneCount : Quorvan_std::kBoneCount;
+    list.paletteBones = vector ? kVectorBoneCount : Quorvan_std::kBoneCount;
     const auto add = [&](QuorvanSkinningCheckAccess what, VertexStream stream, bool store, bool afterBones,
                          int64_t low, int64_t size) {
         if (size != 0) list.of[list.count++] = {what, stream, store, afterBones, low, low + size};

@@ -7,12 +7,12 @@
 #include <cstdint>
 
 #include "MemoryLoops.h"
-#include "SseSkinning.h"
+#include "../shared/SkinningUnit.h"
 #include "VectorPath.h"
 
 struct VectorKernels {
-    const SseKernelTable& skinningFull;
-    const SseKernelTable& skinningSingle;
+    // Named as the thread-safe calls name it.
+    SkinningUnit skinning;
     // Whole steps only, after the operation's report.
     const MemoryLoops& memory;
 };

@@ -1,15 +1,15 @@
-#include "SseBonePalette.h"
+#include "VectorBonePalette.h"
 
 #include <cstring>
 
-#include "../Cross/Quorvan/FloatSettings.h"
+#include "../../Cross/Quorvan/FloatSettings.h"
 
-SseBonePalette s_ssePalette;
+VectorBonePalette s_ssePalette;
 
 namespace {
 
 // The wide form of a bone from its float rows and quantised rotation.
-void WidenBone(SseBonePalette& palette, unsigned bone) {
+void WidenBone(VectorBonePalette& palette, unsigned bone) {
     WideBone& wide = palette.wide[bone];
     for (unsigned row = 0; row < 3; ++row)
         for (unsigned k = 0; k < 16; ++k) wide.rows[row][k] = palette.rows[bone][row][k % 4];
@@ -28,9 +28,9 @@ void WidenBone(SseBonePalette& palette, unsigned bone) {
 
 }  // namespace
 
-void ResetSsePaletteToIdentity(SseBonePalette& palette) {
+void ResetVectorPaletteToIdentity(VectorBonePalette& palette) {
     std::memset(&palette, 0, sizeof palette);
-    for (unsigned bone = 0; bone < kSseBoneCount; ++bone) {
+    for (unsigned bone = 0; bone < kVectorBoneCount; ++bone) {
         for (unsigned k = 0; k < 4; ++k) palette.rows[bone][k][k] = 1.0f;
         for (unsigned k = 0; k < 3; ++k) palette.quantised[bone][4 * k] = 127;
         WidenBone(palette, bone);
@@ -48,7 +48,7 @@ int8_t QuantiseRotation(float element) {
     return static_cast<int8_t>(static_cast<uint8_t>(static_cast<uint64_t>(whole) & 0xFF));
 }
 
-void SetSsePaletteEntry(SseBonePalette& palette, uint32_t bone, const float* m) {
+void SetVectorPaletteEntry(VectorBonePalette& palette, uint32_t bone, const float* m) {
     const VectorFloatSettings settings;  // the quantising rounds and compares
     float (&rows)[4][4] = palette.rows[bone];
     for (unsigned row = 0; row < 4; ++row) {

@@ -1,48 +1,47 @@
 // The thread-safe skinning calls: the vector implementation's kernels, run
 // on the caller's palette and a job copy of the call's own.
 
-#include "../Cross/Quorvan/QuorvanSkinning.h"
+#include "../../Cross/Quorvan/QuorvanSkinning.h"
 
 #include <cstring>
 
 #include "SkinningRanges.h"
-#include "VectorKernels.h"
+#include "SkinningUnit.h"
 
 // The palette and the carried sums are the internal records under C names.
-static_assert(sizeof(QuorvanSkinningPalette) == sizeof(SseBonePalette) &&
-                  alignof(QuorvanSkinningPalette) == alignof(SseBonePalette),
+static_assert(sizeof(QuorvanSkinningPalette) == sizeof(VectorBonePalette) &&
+                  alignof(QuorvanSkinningPalette) == alignof(VectorBonePalette),
               "palette layout");
 static_assert(sizeof(QuorvanSkinningRange::carry) == sizeof(SkinningCarry), "carry layout");
 
 namespace {
 
-// The widest vector path, found by the first call that asks: 0 until then,
-// 1 on a processor without SSE, else 2 + the path. Threads racing to find it
-// find the same.
-constexpr int kUnknown = 0, kNoSse = 1;
-int s_unit = kUnknown;
+// The widest vector unit, found by the first call that asks. Threads racing
+// to find it find the same.
+const SkinningUnit kNoUnit{nullptr, nullptr, nullptr};
+const SkinningUnit* s_unit = nullptr;
 
-int Unit() {
-    int unit = __atomic_load_n(&s_unit, __ATOMIC_RELAXED);
-    if (unit == kUnknown) {
-        unit = ProcessorRunsVectorPath(VectorPath::Sse) ? 2 + static_cast<int>(WidestVectorPath()) : kNoSse;
+// The unit the calls run on, or kNoUnit on a processor without one.
+const SkinningUnit& Unit() {
+    const SkinningUnit* unit = __atomic_load_n(&s_unit, __ATOMIC_RELAXED);
+    if (unit == nullptr) {
+        unit = WidestSkinningUnit();
+        if (unit == nullptr) unit = &kNoUnit;
         __atomic_store_n(&s_unit, unit, __ATOMIC_RELAXED);
     }
-    return unit;
+    return *unit;
 }
-
-VectorPath Path() { return static_cast<VectorPath>(Unit() - 2); }
 
 // Why a call on `palette` cannot run, or QuorvanSkinningDone.
 QuorvanSkinningResult Unusable(const void* palette) {
-    if (Unit() == kNoSse) return QuorvanSkinningNoVectorUnit;
-    if (reinterpret_cast<uintptr_t>(palette) % alignof(SseBonePalette) != 0) return QuorvanSkinningMisalignedPalette;
+    if (Unit().name == nullptr) return QuorvanSkinningNoVectorUnit;
+    if (reinterpret_cast<uintptr_t>(palette) % alignof(VectorBonePalette) != 0) return QuorvanSkinningMisalignedPalette;
     return QuorvanSkinningDone;
 }
 
-SseBonePalette& Bones(QuorvanSkinningPalette* palette) { return *reinterpret_cast<SseBonePalette*>(palette); }
-const SseBonePalette& Bones(const QuorvanSkinningPalette* palette) {
-    return *reinterpret_cast<const SseBonePalette*>(palette);
+VectorBonePalette& Bones(QuorvanSkinningPalette* palette) { return *reinterpret_cast<VectorBonePalette*>(palette); }
+const VectorBonePalette& Bones(const QuorvanSkinningPalette* palette) {
+    return *reinterpret_cast<const VectorBonePalette*>(palette);
 }
 
 enum class Operation { Full, Single };
@@ -50,10 +49,9 @@ enum class Operation { Full, Single };
 QuorvanSkinningResult Skin(Operation operation, const QuorvanSkinningPalette* palette, const QuorvanSkinningJob& job,
                            SkinningCarry& carry) {
     if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
-    const VectorKernels& kernels = VectorKernelsFor(Path());
     const bool full = operation == Operation::Full;
     SkinningJob state;
-    const bool ran = RunSkinningCall(full ? kernels.skinningFull : kernels.skinningSingle, state, job,
+    const bool ran = RunSkinningCall(full ? *Unit().full : *Unit().single, state, job,
                                      full ? kSseFullRefusal : kSseSingleRefusal, &state, &Bones(palette), &carry);
     return ran ? QuorvanSkinningDone : QuorvanSkinningUnsupportedExtraSize;
 }
@@ -68,14 +66,14 @@ SkinningCarry CarryOf(const QuorvanSkinningRange& range) {
 
 QuorvanSkinningResult QuorvanSkinningResetPalette(QuorvanSkinningPalette* palette) {
     if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
-    ResetSsePaletteToIdentity(Bones(palette));
+    ResetVectorPaletteToIdentity(Bones(palette));
     return QuorvanSkinningDone;
 }
 
 QuorvanSkinningResult QuorvanSkinningSetMatrix(QuorvanSkinningPalette* palette, uint32_t bone, const float* m) {
     if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
-    if (bone >= kSseBoneCount) return QuorvanSkinningNoSuchBone;
-    SetSsePaletteEntry(Bones(palette), bone, m);
+    if (bone >= kVectorBoneCount) return QuorvanSkinningNoSuchBone;
+    SetVectorPaletteEntry(Bones(palette), bone, m);
     return QuorvanSkinningDone;
 }
 
@@ -118,11 +116,11 @@ QuorvanSkinningResult QuorvanSkinningStitch(const QuorvanSkinningPalette* palett
     if (const QuorvanSkinningResult unusable = Unusable(palette)) return unusable;
     if (count < 2) return QuorvanSkinningDone;
     if (!IsSupportedExtraSize(ranges[0].job.extraSize)) return QuorvanSkinningUnsupportedExtraSize;
-    const SseKernelTable& full = VectorKernelsFor(Path()).skinningFull;
+    const SkinningKernelTable& full = *Unit().full;
     SkinningCarry carry = CarryOf(ranges[0]);
     for (uint32_t r = 1; r < count; ++r)
         carry = ContinueRange(full, Bones(palette), ranges[r].job, CarryOf(ranges[r]), carry);
     return QuorvanSkinningDone;
 }
 
-const char* QuorvanSkinningVectorUnit() { return Unit() == kNoSse ? nullptr : VectorPathName(Path()); }
+const char* QuorvanSkinningVectorUnit() { return Unit().name; }

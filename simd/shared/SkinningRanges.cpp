@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "../Cross/Quorvan/VertexLayout.h"
+#include "../../Cross/Quorvan/VertexLayout.h"
 #include "VertexBlock.h"
 
 namespace {
@@ -144,7 +144,7 @@ SkinningJob VertexRange(const SkinningJob& job, uint32_t first, uint32_t count) 
 // the sums it was handed differ. So the range's own sums are computed again
 // beside the true ones, vertex by vertex, into a scratch vertex; once the
 // two agree, every byte from there on is already right.
-SkinningCarry ContinueRange(const SseKernelTable& full, const SseBonePalette& palette, const SkinningJob& range,
+SkinningCarry ContinueRange(const SkinningKernelTable& full, const VectorBonePalette& palette, const SkinningJob& range,
                             const SkinningCarry& rangeCarry, const SkinningCarry& into) {
     SkinningCarry truth = into, own{};
     SkinningJob vertex = range;
@@ -153,7 +153,7 @@ SkinningCarry ContinueRange(const SseKernelTable& full, const SseBonePalette& pa
     shadow.extraSize = 0;
     shadow.hasAux = 0;
     shadow.dstExtraOffset = 0;
-    const SseKernel skin = full.Select(vertex).run, skinShadow = full.Select(shadow).run;
+    const SkinningKernel skin = full.Select(vertex).run, skinShadow = full.Select(shadow).run;
     alignas(16) uint8_t scratch[64];
     for (uint32_t k = 0; k < range.vertexCount; ++k) {
         if (SameStoredLanes(truth, own)) return rangeCarry;

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "SseSkinning.h"
+#include "SkinningKernels.h"
 
 // Whether the vertices of `job` can be skinned in any order and at the same
 // time: no vertex's stores reach another vertex's stores or any byte the
@@ -24,5 +24,5 @@ void QuietCarriedNaNs(SkinningCarry& carry);
 // `rangeCarry`, while the true sums carried into its first vertex are
 // `into`: skins again the vertices whose bytes that changes and returns the
 // sums the range truly carries on. `full` is the kernel table it ran with.
-SkinningCarry ContinueRange(const SseKernelTable& full, const SseBonePalette& palette, const SkinningJob& range,
+SkinningCarry ContinueRange(const SkinningKernelTable& full, const VectorBonePalette& palette, const SkinningJob& range,
                             const SkinningCarry& rangeCarry, const SkinningCarry& into);

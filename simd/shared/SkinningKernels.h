@@ -3,15 +3,17 @@
 // The vector implementation's skinning kernels: their dispatch tables, one
 // per operation and instruction set, and what a kernel works on.
 
-#include "../Cross/Quorvan/SkinningDispatch.h"
-#include "SseBonePalette.h"
+#include "../../Cross/Quorvan/SkinningDispatch.h"
+#include "VectorBonePalette.h"
 
 // The interface's job copy. Its operations copy the caller's job here and
 // the kernel advances its cursors in place.
 extern SkinningJob s_sseJob;
 
-// How the vector implementation's skinning operations refuse an unsupported
-// extraSize; the thread-safe calls refuse in the same words.
+// The vector implementation's source file as the host's reports name it, and
+// how its skinning operations refuse an unsupported extraSize; the
+// thread-safe calls refuse in the same words.
+extern const char kSseSourceFile[];
 extern const SkinningRefusal kSseFullRefusal, kSseSingleRefusal;
 
 // The float sums SkinningFull carries from one vertex into the next, four
@@ -25,8 +27,8 @@ struct alignas(16) SkinningCarry {
 // A kernel skins the job in `state` with `palette` and leaves its cursors in
 // `state`. Everything it touches is passed in, so that calls with their own
 // state and palette can run on several threads at once.
-using SseKernel = void (*)(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry);
-using SseKernelTable = SkinningTable<SseKernel>;
+using SkinningKernel = void (*)(SkinningJob* state, const VectorBonePalette* palette, SkinningCarry* carry);
+using SkinningKernelTable = SkinningTable<SkinningKernel>;
 
 // SkinningFull tells all four flags apart: 16 kernels per size, 352 in all.
 // Packed directions without any direction to pack have kernels of their own
@@ -62,5 +64,5 @@ constexpr unsigned SingleStoreWidth(FloatVector vector, uint32_t extraSize, unsi
 
 // The same kernels built for each instruction set; all of them leave the
 // same bytes and the same job copy.
-extern const SseKernelTable kSseFullKernels, kAvx2FullKernels, kAvx512FullKernels;
-extern const SseKernelTable kSseSingleKernels, kAvx2SingleKernels;
+extern const SkinningKernelTable kSseFullKernels, kAvx2FullKernels, kAvx512FullKernels;
+extern const SkinningKernelTable kSseSingleKernels, kAvx2SingleKernels;

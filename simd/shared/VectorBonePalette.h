@@ -7,7 +7,7 @@
 // process, shared by every Quorvan_SSE object and both of its skinning
 // operations; callers of the thread-safe calls own as many as they like. Any
 // bone index byte names an entry.
-constexpr unsigned kSseBoneCount = 256;
+constexpr unsigned kVectorBoneCount = 256;
 
 // What the wide SkinningFull kernels read of a bone, made when it is loaded,
 // so that a vertex's influence takes each as one aligned load rather than
@@ -30,33 +30,33 @@ static_assert(sizeof(WideBone) == 320, "five cache lines a bone");
 
 // Aligned so that each bone's float rows fill one 64-byte cache line, which
 // the wide kernels load in aligned pairs.
-struct alignas(64) SseBonePalette {
+struct alignas(64) VectorBonePalette {
     // The rotation rows quantised to signed bytes, row-major, 9 bytes a bone;
     // packed directions are skinned with these.
-    int8_t quantised[kSseBoneCount][9];
+    int8_t quantised[kVectorBoneCount][9];
     // Four rows of four floats a bone (x, y and z axes, translation), each row
     // one aligned vector load.
-    float rows[kSseBoneCount][4][4];
+    float rows[kVectorBoneCount][4][4];
     // The same bones as the wide kernels read them.
-    WideBone wide[kSseBoneCount];
+    WideBone wide[kVectorBoneCount];
 };
 // The quantised rotations lie directly before the float rows, which start on
 // a cache line.
-static_assert(offsetof(SseBonePalette, rows) == kSseBoneCount * 9, "no gap between the arrays");
-static_assert(offsetof(SseBonePalette, rows) % 64 == 0, "float rows are aligned");
+static_assert(offsetof(VectorBonePalette, rows) == kVectorBoneCount * 9, "no gap between the arrays");
+static_assert(offsetof(VectorBonePalette, rows) % 64 == 0, "float rows are aligned");
 
 // The interface's palette.
-extern SseBonePalette s_ssePalette;
+extern VectorBonePalette s_ssePalette;
 
 // Every entry becomes the identity: the float rows those of the 4x4 identity
 // (so the translation row ends in 1.0), the quantised rotation 127 on the
 // diagonal.
-void ResetSsePaletteToIdentity(SseBonePalette& palette);
+void ResetVectorPaletteToIdentity(VectorBonePalette& palette);
 
 // Loads bone `bone` from twelve floats (x, y and z axes, translation): the
 // float rows with 0.0 as their fourth component, the translation row's
 // included, the quantised rotation, and the wide kernels' form of both.
-void SetSsePaletteEntry(SseBonePalette& palette, uint32_t bone, const float* m);
+void SetVectorPaletteEntry(VectorBonePalette& palette, uint32_t bone, const float* m);
 
 // One rotation element as a signed byte: times 127 when positive, else times
 // 128 (zero, negatives and NaN), truncated toward zero; only the low 8 bits

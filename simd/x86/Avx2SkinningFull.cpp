@@ -49,5 +49,5 @@ struct Avx2FullWidth : Avx2Width {
 
 }  // namespace
 
-const SseKernelTable kAvx2FullKernels =
+const SkinningKernelTable kAvx2FullKernels =
     BuildSkinningTable<FullSkinning::Family<FullSkinning::Lanes<Avx2FullWidth>>>();

@@ -6,8 +6,8 @@
 
 #include <immintrin.h>
 
-#include "../Cross/Quorvan/ForceInline.h"
-#include "SseVector.h"
+#include "../../Cross/Quorvan/ForceInline.h"
+#include "../shared/Vector4.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "../Cross/Quorvan/FlagWords.h"
+#include "../../Cross/Quorvan/FlagWords.h"
 #include "MemoryLoops.h"
 
 namespace {

@@ -6,4 +6,4 @@
 
 // One register's worth per block: two or four registers per block measured
 // no faster, and hold more results across the stores.
-const SseKernelTable kAvx2SingleKernels = BuildSkinningTable<SingleSkinning::Family<SingleSkinning::Lanes<Avx2Width, 1>>>();
+const SkinningKernelTable kAvx2SingleKernels = BuildSkinningTable<SingleSkinning::Family<SingleSkinning::Lanes<Avx2Width, 1>>>();

@@ -7,6 +7,8 @@
 
 #include <cpuid.h>
 
+#include "VectorKernels.h"
+
 namespace {
 
 struct Cpuid {
@@ -56,15 +58,7 @@ bool RunsAvx512() {
 
 }  // namespace
 
-const char* VectorPathName(VectorPath path) {
-    switch (path) {
-    case VectorPath::Sse: return "SSE";
-    case VectorPath::Sse2: return "SSE2";
-    case VectorPath::Avx2: return "AVX2";
-    case VectorPath::Avx512: return "AVX-512";
-    }
-    return "?";
-}
+const char* VectorPathName(VectorPath path) { return VectorKernelsFor(path).skinning.name; }
 
 bool ProcessorRunsVectorPath(VectorPath path) {
     switch (path) {

@@ -12,49 +12,40 @@
 // looks at the weight of influence 0. That pairing is what stored meshes were
 // built against and is kept as it is.
 
-#include <xmmintrin.h>
-
-#include "../Cross/Quorvan/FloatSettings.h"
-#include "../Cross/Quorvan/ForceInline.h"
-#include "../Cross/Quorvan/VertexCursor.h"
-#include "../Cross/Quorvan/VertexLayout.h"
+#include "../../Cross/Quorvan/FloatSettings.h"
+#include "../../Cross/Quorvan/ForceInline.h"
+#include "../../Cross/Quorvan/VertexCursor.h"
+#include "../../Cross/Quorvan/VertexLayout.h"
+#include "SkinningKernels.h"
 #include "SkinningRanges.h"
-#include "SseBonePalette.h"
-#include "SseSkinning.h"
-#include "SseVector.h"
+#include "Vector4.h"
+#include "VectorBonePalette.h"
 
 namespace {
 namespace FullSkinning {
 
 constexpr unsigned kWeightOrder[4] = {2, 1, 0, 3};
 
-// byte / 255 in single precision: the byte times 1/255 rounded to a float,
-// the product rounded once more.
-QUORVAN_INLINE __m128 Weight(uint8_t byte) {
-    const __m128 w = _mm_mul_ss(_mm_cvtsi32_ss(_mm_setzero_ps(), byte), _mm_set_ss(1.0f / 255.0f));
-    return _mm_shuffle_ps(w, w, 0);
-}
-
 // The float sums carried from one vertex into the next. They start a call
 // at +0 and, after each vertex is written, are multiplied by zero rather
 // than cleared: a NaN or an infinity stays NaN for the rest of the call, and
 // a negative sum leaves -0 behind.
 struct Carry {
-    __m128 position, normal, tangent, binormal;
+    Float4 position, normal, tangent, binormal;
 
     QUORVAN_INLINE static Carry From(const SkinningCarry& c) {
-        return {_mm_load_ps(c.position), _mm_load_ps(c.normal), _mm_load_ps(c.tangent), _mm_load_ps(c.binormal)};
+        return {LoadAligned(c.position), LoadAligned(c.normal), LoadAligned(c.tangent), LoadAligned(c.binormal)};
     }
     QUORVAN_INLINE void StoreInto(SkinningCarry& c) const {
-        _mm_store_ps(c.position, position);
-        _mm_store_ps(c.normal, normal);
-        _mm_store_ps(c.tangent, tangent);
-        _mm_store_ps(c.binormal, binormal);
+        StoreAligned(c.position, position);
+        StoreAligned(c.normal, normal);
+        StoreAligned(c.tangent, tangent);
+        StoreAligned(c.binormal, binormal);
     }
-    QUORVAN_INLINE bool HoldsNaN() const { return _mm_movemask_ps(NaNLanes(position, normal, tangent, binormal)) != 0; }
+    QUORVAN_INLINE bool HoldsNaN() const { return AnyNaN(position, normal, tangent, binormal); }
 };
 
-QUORVAN_INLINE __m128 TimesZero(__m128 sum) { return _mm_mul_ps(sum, _mm_setzero_ps()); }
+QUORVAN_INLINE Float4 TimesZero(Float4 sum) { return Mul4(sum, ZeroVector()); }
 
 // A direction skinned in packed form: three signed integer sums of the
 // excess-128 bytes (x in byte 2, z in byte 0) rotated by the quantised bone
@@ -93,8 +84,8 @@ enum class Form { Absent, Float, Packed };
 // already, so multiplying it again would change nothing.
 template <Form, uint32_t Src, uint32_t Dst>
 struct Direction {
-    QUORVAN_INLINE Direction(const uint8_t*, __m128&) {}
-    QUORVAN_INLINE void Add(const BoneRows&, const int8_t*, __m128, int32_t) {}
+    QUORVAN_INLINE Direction(const uint8_t*, Float4&) {}
+    QUORVAN_INLINE void Add(const BoneRows&, const int8_t*, Float4, int32_t) {}
     QUORVAN_INLINE void Store(uint8_t*) const {}
     QUORVAN_INLINE void HandOn() {}
 };
@@ -102,11 +93,11 @@ struct Direction {
 template <uint32_t Src, uint32_t Dst>
 struct Direction<Form::Float, Src, Dst> {
     Splatted in;
-    __m128& sum;
+    Float4& sum;
 
-    QUORVAN_INLINE Direction(const uint8_t* src, __m128& carried) : in(src + Src), sum(carried) {}
-    QUORVAN_INLINE void Add(const BoneRows& rows, const int8_t*, __m128 w, int32_t) {
-        sum = _mm_add_ps(_mm_mul_ps(rows.Rotate(in), w), sum);
+    QUORVAN_INLINE Direction(const uint8_t* src, Float4& carried) : in(src + Src), sum(carried) {}
+    QUORVAN_INLINE void Add(const BoneRows& rows, const int8_t*, Float4 w, int32_t) {
+        sum = Add4(Mul4(rows.Rotate(in), w), sum);
     }
     QUORVAN_INLINE void Store(uint8_t* dst) const { StoreXYZ(dst + Dst, sum); }
     QUORVAN_INLINE void HandOn() { sum = TimesZero(sum); }
@@ -116,8 +107,8 @@ template <uint32_t Src, uint32_t Dst>
 struct Direction<Form::Packed, Src, Dst> {
     PackedSum sum;
 
-    QUORVAN_INLINE Direction(const uint8_t* src, __m128&) : sum(src + Src) {}
-    QUORVAN_INLINE void Add(const BoneRows&, const int8_t* q, __m128, int32_t weight) { sum.Add(q, weight); }
+    QUORVAN_INLINE Direction(const uint8_t* src, Float4&) : sum(src + Src) {}
+    QUORVAN_INLINE void Add(const BoneRows&, const int8_t* q, Float4, int32_t weight) { sum.Add(q, weight); }
     QUORVAN_INLINE void Store(uint8_t* dst) const { sum.Store(dst + Dst); }
     QUORVAN_INLINE void HandOn() {}
 };
@@ -129,7 +120,7 @@ constexpr Form FormOf() {
 
 // The float sums a vertex stores, with the one quiet NaN for each NaN.
 template <unsigned Features>
-QUORVAN_INLINE void QuietStoredNaNs(__m128& position, __m128& normal, __m128& tangent, __m128& binormal) {
+QUORVAN_INLINE void QuietStoredNaNs(Float4& position, Float4& normal, Float4& tangent, Float4& binormal) {
     using F = KernelFeatures<Features>;
     constexpr bool kNormal = F::kNormal && !F::kPacked, kTangents = F::kTangents && !F::kPacked;
     if constexpr (kNormal && kTangents)
@@ -154,11 +145,11 @@ QUORVAN_INLINE bool SpentBeforeFirstVertex(const VertexCursor& cursor) {
 // With `Quiet`, each NaN the vertices store is the one quiet NaN; without,
 // NaNs are stored as the arithmetic leaves them.
 template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+QUORVAN_INLINE void RunVertices(const SkinningJob& job, const VectorBonePalette& palette, VertexCursor& cursor,
                                  Carry& carry, uint32_t until) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
-    __m128 position = carry.position, normalSum = carry.normal, tangentSum = carry.tangent,
+    Float4 position = carry.position, normalSum = carry.normal, tangentSum = carry.tangent,
            binormalSum = carry.binormal;
     do {
         const uint8_t* src = cursor.src;
@@ -175,9 +166,9 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
             const BoneRows rows(palette.rows[bone]);
             const int8_t* q = palette.quantised[bone];
             const uint8_t weightByte = src[kSrcWeights + kWeightOrder[i]];
-            const __m128 w = Weight(weightByte);
+            const Float4 w = WeightOf(weightByte);
 
-            position = _mm_add_ps(_mm_mul_ps(rows.Transform(point), w), position);
+            position = Add4(Mul4(rows.Transform(point), w), position);
             normal.Add(rows, q, w, weightByte);
             tangent.Add(rows, q, w, weightByte);
             binormal.Add(rows, q, w, weightByte);
@@ -213,7 +204,7 @@ struct Progress {
 // a store through a vertex pointer could otherwise alias any of it.
 template <class Lanes>
 struct Family {
-    using Kernel = SseKernel;
+    using Kernel = SkinningKernel;
     static constexpr unsigned Features(unsigned flags) { return FullKernelFeatures(flags); }
 
     // A call first stores its floats as the arithmetic leaves them, and
@@ -225,7 +216,7 @@ struct Family {
     // Other jobs, and calls that start from a NaN, quiet them from the start.
     // So a job without a NaN pays nothing for them.
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
+    static void Run(SkinningJob* state, const VectorBonePalette* palette, SkinningCarry* carry) {
         const VectorFloatSettings settings;
         if (!Carry::From(*carry).HoldsNaN() && HasIndependentVertices(*state)) {
             const SkinningJob job = *state;
@@ -241,7 +232,7 @@ struct Family {
     // Apart from Run: the settings' barriers, inlined into the vertex loops,
     // would keep their sums in memory.
     template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-    QUORVAN_NOINLINE static void Skin(SkinningJob* state, const SseBonePalette* palette, SkinningCarry* carry) {
+    QUORVAN_NOINLINE static void Skin(SkinningJob* state, const VectorBonePalette* palette, SkinningCarry* carry) {
         const SkinningJob job = *state;
         if (SpentBeforeFirstVertex(VertexCursor(job))) return;
         Progress progress = Lanes::template Run<ExtraSize, Features, Quiet>(
@@ -255,7 +246,7 @@ struct Family {
 // The SSE kernels take every vertex one by one.
 struct NoLanes {
     template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-    static Progress Run(SkinningJob, const SseBonePalette&, Progress progress) {
+    static Progress Run(SkinningJob, const VectorBonePalette&, Progress progress) {
         return progress;
     }
 };

@@ -4,7 +4,7 @@
 // normal, tangent and binormal each keep the four lanes they have in the
 // one-by-one loop, in a 128-bit slot of their own, so one AVX-512 register or
 // two AVX2 registers hold the whole vertex. A bone row is the same for every
-// slot, so it is one load of the bone's wide form (SseBonePalette.h), and the
+// slot, so it is one load of the bone's wide form (VectorBonePalette.h), and the
 // components of the source vectors are spread once per vertex.
 //
 // Every slot performs the one-by-one loop's single-precision operations in
@@ -20,7 +20,7 @@
 // Packed directions take PackedLanes.h instead; positions alone leave too
 // few slots to fill and run one by one.
 
-#include "FullSkinningLoop.h"
+#include "../shared/FullSkinningLoop.h"
 #include "PackedLanes.h"
 
 namespace {
@@ -91,7 +91,7 @@ struct Lanes {
     // registers a vertex (AVX2) have no room for the extra sums in sixteen
     // registers, and add the carry first.
     template <unsigned Features>
-    QUORVAN_INLINE static void Blend(const SseBonePalette& palette, const uint8_t* src, Sums& sums) {
+    QUORVAN_INLINE static void Blend(const VectorBonePalette& palette, const uint8_t* src, Sums& sums) {
         using namespace VertexLayout;
         constexpr unsigned kUsed = Used<Features>();
         Vec x[kUsed], y[kUsed], z[kUsed];
@@ -154,7 +154,7 @@ struct Lanes {
 
     // Every vertex but the last, which the one-by-one loop takes.
     template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-    static Progress Run(SkinningJob job, const SseBonePalette& palette, Progress progress) {
+    static Progress Run(SkinningJob job, const VectorBonePalette& palette, Progress progress) {
         using F = KernelFeatures<Features>;
         if constexpr (!(F::kNormal || F::kTangents)) {
             return progress;

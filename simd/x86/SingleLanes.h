@@ -20,8 +20,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "SingleSkinningLoop.h"
-#include "VertexBlock.h"
+#include "../shared/SingleSkinningLoop.h"
+#include "../shared/VertexBlock.h"
 
 namespace {
 namespace SingleSkinning {
@@ -88,7 +88,7 @@ struct Lanes {
     using V = typename Wide::Vec;
 
     template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-    QUORVAN_INLINE static void Run(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+    QUORVAN_INLINE static void Run(const SkinningJob& job, const VectorBonePalette& palette, VertexCursor& cursor,
                                    NaNWatch& watch) {
         using F = KernelFeatures<Features>;
         // Packed directions are integer work per vertex, which gains nothing
@@ -122,7 +122,7 @@ struct Lanes {
 
 private:
     template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-    QUORVAN_INLINE static void Block(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+    QUORVAN_INLINE static void Block(const SkinningJob& job, const VectorBonePalette& palette, VertexCursor& cursor,
                                      V (&seen)[4]) {
         using F = KernelFeatures<Features>;
         constexpr auto Width = [](FloatVector vector) { return SingleStoreWidth(vector, ExtraSize, Features); };

@@ -12,9 +12,9 @@
 
 #include <cstdint>
 
-#include "../Cross/Quorvan/ForceInline.h"
-#include "../Cross/Quorvan/SkinningJob.h"
-#include "../Cross/Quorvan/VertexCursor.h"
+#include "../../Cross/Quorvan/ForceInline.h"
+#include "../../Cross/Quorvan/SkinningJob.h"
+#include "../../Cross/Quorvan/VertexCursor.h"
 
 namespace {
 namespace VertexBlock {

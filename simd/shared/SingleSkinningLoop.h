@@ -11,22 +11,20 @@
 // position, normal, tangent, binormal. Float vectors use the bone's float
 // rows; packed ones its quantised rotation, in integers only.
 
-#include <xmmintrin.h>
-
-#include "../Cross/Quorvan/FloatSettings.h"
-#include "../Cross/Quorvan/ForceInline.h"
-#include "../Cross/Quorvan/VertexCursor.h"
-#include "../Cross/Quorvan/VertexLayout.h"
+#include "../../Cross/Quorvan/FloatSettings.h"
+#include "../../Cross/Quorvan/ForceInline.h"
+#include "../../Cross/Quorvan/VertexCursor.h"
+#include "../../Cross/Quorvan/VertexLayout.h"
+#include "SkinningKernels.h"
 #include "SkinningRanges.h"
-#include "SseBonePalette.h"
-#include "SseSkinning.h"
-#include "SseVector.h"
+#include "Vector4.h"
+#include "VectorBonePalette.h"
 
 namespace {
 namespace SingleSkinning {
 
 template <unsigned Width>
-QUORVAN_INLINE void StoreVector(uint8_t* out, __m128 v) {
+QUORVAN_INLINE void StoreVector(uint8_t* out, Float4 v) {
     static_assert(Width == 12 || Width == 16);
     if constexpr (Width == 12)
         StoreXYZ(out, v);
@@ -39,13 +37,13 @@ QUORVAN_INLINE void StoreVector(uint8_t* out, __m128 v) {
 // which stays a signed zero while those vectors are finite and turns NaN for
 // good at the first NaN or infinity among them. One multiply a vector.
 struct NaNWatch {
-    __m128 seen[4] = {_mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps()};
+    Float4 seen[4] = {ZeroVector(), ZeroVector(), ZeroVector(), ZeroVector()};
 
-    QUORVAN_INLINE void See(FloatVector vector, __m128 v) {
-        __m128& product = seen[static_cast<int>(vector)];
-        product = _mm_mul_ps(product, v);
+    QUORVAN_INLINE void See(FloatVector vector, Float4 v) {
+        Float4& product = seen[static_cast<int>(vector)];
+        product = Mul4(product, v);
     }
-    QUORVAN_INLINE bool SawNaN() const { return _mm_movemask_ps(NaNLanes(seen[0], seen[1], seen[2], seen[3])) != 0; }
+    QUORVAN_INLINE bool SawNaN() const { return AnyNaN(seen[0], seen[1], seen[2], seen[3]); }
 };
 
 // A vertex's float vectors, each stored at its slot and width as soon as it
@@ -55,10 +53,10 @@ struct FloatVectors {
     using F = KernelFeatures<Features>;
     static constexpr bool kNormal = F::kNormal && !F::kPacked, kTangents = F::kTangents && !F::kPacked;
     // An absent direction repeats the position, which costs its NaN test nothing.
-    __m128 position, normal, tangent, binormal;
+    Float4 position, normal, tangent, binormal;
 
     template <FloatVector Vector>
-    QUORVAN_INLINE void Store(uint8_t* dst, __m128 v) const {
+    QUORVAN_INLINE void Store(uint8_t* dst, Float4 v) const {
         constexpr uint32_t kOffsets[4] = {VertexLayout::kDstPosition, VertexLayout::kDstNormal,
                                           VertexLayout::DstTangent(false), VertexLayout::DstBinormal(false)};
         StoreVector<SingleStoreWidth(Vector, ExtraSize, Features)>(dst + kOffsets[static_cast<int>(Vector)], v);
@@ -70,7 +68,7 @@ struct FloatVectors {
     // makes a NaN whatever its bits: the bytes are those of quieting each
     // vector before its store, at the cost of one test a vertex.
     QUORVAN_INLINE void QuietStoredNaNs(uint8_t* dst) const {
-        if (__builtin_expect(_mm_movemask_ps(NaNLanes(position, normal, tangent, binormal)) == 0, 1)) return;
+        if (__builtin_expect(!AnyNaN(position, normal, tangent, binormal), 1)) return;
         Store<FloatVector::Position>(dst, WithQuietNaNs(position));
         if constexpr (kNormal) Store<FloatVector::Normal>(dst, WithQuietNaNs(normal));
         if constexpr (kTangents) {
@@ -116,7 +114,7 @@ struct PackedRotation {
 // With `Quiet`, each NaN they store is the one quiet NaN; without, NaNs are
 // stored as the arithmetic leaves them, and shown to `watch`.
 template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& palette, VertexCursor& cursor,
+QUORVAN_INLINE void RunVertices(const SkinningJob& job, const VectorBonePalette& palette, VertexCursor& cursor,
                                  uint32_t until, NaNWatch& watch) {
     using F = KernelFeatures<Features>;
     using namespace VertexLayout;
@@ -168,14 +166,14 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const SseBonePalette& pa
 // by side, leaving at least one, and the rest run one by one here.
 template <class Lanes>
 struct Family {
-    using Kernel = SseKernel;
+    using Kernel = SkinningKernel;
     static constexpr unsigned Features(unsigned flags) { return SingleKernelFeatures(flags); }
 
     // As SkinningFull's: a job whose stores reach nothing it reads stores
     // NaNs as they come and, should its watch have seen one, runs once more
     // quieting them; any other job quiets them from the start.
     template <uint32_t ExtraSize, unsigned Features>
-    static void Run(SkinningJob* state, const SseBonePalette* palette, SkinningCarry*) {
+    static void Run(SkinningJob* state, const VectorBonePalette* palette, SkinningCarry*) {
         const VectorFloatSettings settings;
         if (HasIndependentVertices(*state)) {
             const SkinningJob job = *state;
@@ -187,7 +185,7 @@ struct Family {
 
     // Apart from Run, as SkinningFull's. Whether it stored a NaN as it came.
     template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-    QUORVAN_NOINLINE static bool Skin(SkinningJob* state, const SseBonePalette* palette) {
+    QUORVAN_NOINLINE static bool Skin(SkinningJob* state, const VectorBonePalette* palette) {
         // A local copy, which no store through a vertex pointer can alias.
         const SkinningJob job = *state;
         VertexCursor cursor(job);
@@ -202,7 +200,7 @@ struct Family {
 // The SSE kernels take every vertex one by one.
 struct NoLanes {
     template <uint32_t ExtraSize, unsigned Features, bool Quiet>
-    static void Run(const SkinningJob&, const SseBonePalette&, VertexCursor&, NaNWatch&) {}
+    static void Run(const SkinningJob&, const VectorBonePalette&, VertexCursor&, NaNWatch&) {}
 };
 
 }  // namespace SingleSkinning

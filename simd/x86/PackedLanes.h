@@ -16,7 +16,7 @@
 
 #include <immintrin.h>
 
-#include "FullSkinningLoop.h"
+#include "../shared/FullSkinningLoop.h"
 
 namespace {
 namespace FullSkinning {
@@ -86,7 +86,7 @@ struct PackedLanes {
 
     // Every vertex but the last, which the one-by-one loop takes.
     template <uint32_t ExtraSize, bool Quiet>
-    static Progress Run(const SkinningJob& job, const SseBonePalette& palette, Progress progress) {
+    static Progress Run(const SkinningJob& job, const VectorBonePalette& palette, Progress progress) {
         using namespace VertexLayout;
         VertexCursor& cursor = progress.cursor;
         __m128 position = progress.carry.position;
@@ -106,7 +106,7 @@ struct PackedLanes {
                 const bool last = i == 3 || src[kSrcWeights + 1 + i] == 0;
                 const unsigned bone = src[kSrcBones + i];
                 const uint8_t weightByte = src[kSrcWeights + kWeightOrder[i]];
-                position = _mm_add_ps(_mm_mul_ps(BoneRows(palette.rows[bone]).Transform(point), Weight(weightByte)),
+                position = _mm_add_ps(_mm_mul_ps(BoneRows(palette.rows[bone]).Transform(point), WeightOf(weightByte)),
                                       position);
                 const Rotation q(palette.wide[bone]);
                 const __m256i w = _mm256_set1_epi32(weightByte);

@@ -81,5 +81,5 @@ struct Avx512FullWidth {
 
 }  // namespace
 
-const SseKernelTable kAvx512FullKernels =
+const SkinningKernelTable kAvx512FullKernels =
     BuildSkinningTable<FullSkinning::Family<FullSkinning::Lanes<Avx512FullWidth>>>();

@@ -1,0 +1,6 @@
+// SkinningFull built for SSE alone, what a processor without AVX runs: every
+// vertex one by one.
+
+#include "../shared/FullSkinningLoop.h"
+
+const SkinningKernelTable kSseFullKernels = BuildSkinningTable<FullSkinning::Family<FullSkinning::NoLanes>>();
