@@ -5,8 +5,9 @@
 // Results are exact to the bit, so they must not depend on what the host
 // left in the processor's control registers: flush-to-zero,
 // denormals-are-zero and the rounding mode in MXCSR, the x87 unit's rounding
-// and precision control (threads on Windows start at 53 bits), or an
-// exception it unmasked. Whatever computes in floating point runs inside a
+// and precision control (threads on Windows start at 53 bits), FPCR's
+// flush-to-zero, default NaNs and rounding on 64-bit ARM, or an exception it
+// unmasked. Whatever computes in floating point runs inside a
 // DefaultFloatSettings. Reading a control register costs a cycle or two and
 // loading one is slow, so the defaults are loaded only where the host's
 // settings differ. Then the host's settings are put back when the arithmetic
@@ -21,6 +22,38 @@
 #include "ForceInline.h"
 
 namespace {
+
+#if defined(__aarch64__)
+
+// FPCR: rounding to nearest; neither flush-to-zero, nor default NaNs, nor
+// the alternate handling of subnormal inputs and NaNs; no exception trapped.
+// Each of these bits changes a result or stops the arithmetic.
+constexpr uint64_t kFpcrControl = (1u << 0) | (1u << 1) | (1u << 2) | 0x9F00u | (3u << 22) | (1u << 24) | (1u << 25);
+constexpr uint64_t kFpcrDefault = 0;
+
+// On 64-bit ARM one register, FPCR, holds every setting of the vector and
+// the scalar float unit. Its exception flags live in FPSR, which the
+// arithmetic only adds to, as the host's own would.
+class VectorFloatSettings {
+public:
+    QUORVAN_INLINE VectorFloatSettings() {
+        asm volatile("mrs %0, fpcr" : "=r"(m_hostFpcr) : : "memory");
+        if ((m_hostFpcr & kFpcrControl) != kFpcrDefault) LoadFpcr((m_hostFpcr & ~kFpcrControl) | kFpcrDefault);
+    }
+    QUORVAN_INLINE ~VectorFloatSettings() {
+        if ((m_hostFpcr & kFpcrControl) != kFpcrDefault) LoadFpcr(m_hostFpcr);
+    }
+
+    VectorFloatSettings(const VectorFloatSettings&) = delete;
+    VectorFloatSettings& operator=(const VectorFloatSettings&) = delete;
+
+private:
+    static void LoadFpcr(uint64_t value) { asm volatile("msr fpcr, %0" : : "r"(value) : "memory"); }
+
+    uint64_t m_hostFpcr;
+};
+
+#else
 
 enum FloatUnit : unsigned {
     kX87Unit = 1,
@@ -109,5 +142,7 @@ using ScalarFloatSettings = DefaultFloatSettings<kX87Unit | kScalarFloatUnits>;
 // What the vector implementation's arithmetic runs under: the SSE unit, and
 // whatever its scalar float arithmetic runs on.
 using VectorFloatSettings = DefaultFloatSettings<kSseUnit | kScalarFloatUnits>;
+
+#endif
 
 }  // namespace

@@ -61,8 +61,3 @@ constexpr unsigned SingleStoreWidth(FloatVector vector, uint32_t extraSize, unsi
 }
 
 }  // namespace
-
-// The same kernels built for each instruction set; all of them leave the
-// same bytes and the same job copy.
-extern const SkinningKernelTable kSseFullKernels, kAvx2FullKernels, kAvx512FullKernels;
-extern const SkinningKernelTable kSseSingleKernels, kAvx2SingleKernels;

@@ -5,6 +5,7 @@
 
 #include "Avx2Width.h"
 #include "FullLanes.h"
+#include "SkinningTables.h"
 
 namespace {
 

@@ -3,6 +3,7 @@
 
 #include "Avx2Width.h"
 #include "SingleLanes.h"
+#include "SkinningTables.h"
 
 // One register's worth per block: two or four registers per block measured
 // no faster, and hold more results across the stores.

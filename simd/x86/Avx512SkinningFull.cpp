@@ -4,6 +4,7 @@
 #include <immintrin.h>
 
 #include "FullLanes.h"
+#include "SkinningTables.h"
 
 namespace {
 

@@ -2,5 +2,6 @@
 // vertex one by one.
 
 #include "../shared/FullSkinningLoop.h"
+#include "SkinningTables.h"
 
 const SkinningKernelTable kSseFullKernels = BuildSkinningTable<FullSkinning::Family<FullSkinning::NoLanes>>();

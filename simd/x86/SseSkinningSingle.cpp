@@ -2,5 +2,6 @@
 // every vertex one by one.
 
 #include "../shared/SingleSkinningLoop.h"
+#include "SkinningTables.h"
 
 const SkinningKernelTable kSseSingleKernels = BuildSkinningTable<SingleSkinning::Family<SingleSkinning::NoLanes>>();

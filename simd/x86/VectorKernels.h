@@ -8,6 +8,7 @@
 
 #include "MemoryLoops.h"
 #include "../shared/SkinningUnit.h"
+#include "SkinningTables.h"
 #include "VectorPath.h"
 
 struct VectorKernels {
