@@ -8,7 +8,7 @@ mode=${1:-test}
 packages=(cmake make g++ binutils libassimp-dev libpng-dev libtbb-dev)
 case "$mode" in
 demo) ;;
-test) packages+=(g++-multilib g++-mingw-w64-i686 g++-mingw-w64-x86-64 qemu-user googletest libgtest-dev libbenchmark-dev
+test) packages+=(g++-12-multilib g++-aarch64-linux-gnu g++-mingw-w64-i686 g++-mingw-w64-x86-64 qemu-user googletest libgtest-dev libbenchmark-dev
               clang-16 lld llvm assimp-testmodels) ;;
 *) echo "usage: $0 demo|test" >&2; exit 2 ;;
 esac
