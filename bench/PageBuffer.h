@@ -36,3 +36,14 @@ private:
     uint8_t* pages_;
     uint8_t* data_;
 };
+
+// A loop's vertices and its destination, each on pages of its own: the
+// source from the start of its first page, with room behind the last vertex
+// for a 16-byte load of its last 12-byte vector, the destination 2 KiB in.
+struct LoopBuffers {
+    static constexpr size_t kDstOffset = 2048;
+    PageBuffer src, dst;
+
+    LoopBuffers(uint32_t vertices, uint32_t srcStride, uint32_t dstStride)
+        : src(size_t{vertices} * srcStride + 16, 0), dst(size_t{vertices} * dstStride, kDstOffset) {}
+};

@@ -8,7 +8,6 @@
 // reads its own copy of the vertices and writes its own destination, all
 // placed alike (PageBuffer.h).
 
-#include <cmath>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -19,6 +18,7 @@
 #include "Compare.h"
 #include "EngineSkinning.h"
 #include "PageBuffer.h"
+#include "VertexCheck.h"
 
 namespace {
 
@@ -28,22 +28,13 @@ constexpr unsigned kBones = 64;
 
 enum Form { kPositions, kFloatDirections, kPackedDirections };
 
-// A loop's vertices and destination. The source has room for the 16-byte
-// loads of the last vertex's vectors.
-struct LoopBuffers {
-    static constexpr size_t kDstOffset = 2048;
-    PageBuffer src, dst;
-
-    explicit LoopBuffers(uint32_t vertices)
-        : src(size_t{vertices} * kSrcStride + 16, 0), dst(size_t{vertices} * kDstStride, kDstOffset) {}
-};
-
 struct Mesh {
     LoopBuffers library, engine, engineSse2, perInfluence;
     float bones[kBones][12];
 
     Mesh(uint32_t vertices, int influences)
-        : library(vertices), engine(vertices), engineSse2(vertices), perInfluence(vertices) {
+        : library(vertices, kSrcStride, kDstStride), engine(vertices, kSrcStride, kDstStride),
+          engineSse2(vertices, kSrcStride, kDstStride), perInfluence(vertices, kSrcStride, kDstStride) {
         std::mt19937 random(7);
         std::uniform_real_distribution<float> unit(-1, 1);
         for (auto& bone : bones)
@@ -102,34 +93,6 @@ void BaselineBlend(const uint8_t* src, uint8_t* dst, const float (&bones)[kBones
     }
 }
 
-// Index of the first vertex whose position (and float directions) in `got`
-// differ from those in `expected` by more than float rounding of the terms
-// allows, or -1. The bones' entries lie in [-1, 1], so a coordinate's terms
-// add up to at most the sum of the input's magnitudes (plus 1 for the
-// translation).
-int64_t FirstDifferentVertex(const Mesh& mesh, const uint8_t* got, const uint8_t* expected, uint32_t vertices,
-                             Form form) {
-    const auto differs = [](const uint8_t* in, const uint8_t* a, const uint8_t* b, float translation) {
-        float input[3], x[3], y[3];
-        std::memcpy(input, in, 12);
-        std::memcpy(x, a, 12);
-        std::memcpy(y, b, 12);
-        const float scale = std::fabs(input[0]) + std::fabs(input[1]) + std::fabs(input[2]) + translation;
-        for (int c = 0; c < 3; ++c)
-            if (!(std::fabs(x[c] - y[c]) <= 1e-5f * scale)) return true;
-        return false;
-    };
-    for (uint32_t v = 0; v < vertices; ++v) {
-        const uint8_t* s = mesh.library.src.data() + size_t{v} * kSrcStride;
-        const uint8_t *a = got + size_t{v} * kDstStride, *b = expected + size_t{v} * kDstStride;
-        bool different = differs(s, a, b, 1);
-        for (int k = 0; k < 3 && form == kFloatDirections; ++k)
-            different |= differs(s + 20 + 12 * k, a + 12 + 12 * k, b + 12 + 12 * k, 0);
-        if (different) return v;
-    }
-    return -1;
-}
-
 void SkinningFull(benchmark::State& state, VectorPath path) {
     const uint32_t vertices = static_cast<uint32_t>(state.range(0));
     const int influences = static_cast<int>(state.range(1));
@@ -170,7 +133,8 @@ void SkinningFull(benchmark::State& state, VectorPath path) {
     const std::pair<const char*, const LoopBuffers*> baselines[] = {
         {"matrix blend", &mesh.engine}, {"SSE2 matrix blend", &mesh.engineSse2}, {"per-influence loop", &mesh.perInfluence}};
     for (const auto& [name, buffers] : baselines) {
-        const int64_t v = FirstDifferentVertex(mesh, mesh.library.dst.data(), buffers->dst.data(), vertices, form);
+        const int64_t v = FirstDifferentVertex(mesh.library.src.data(), kSrcStride, mesh.library.dst.data(),
+                                               buffers->dst.data(), kDstStride, vertices, form == kFloatDirections, 1);
         if (v >= 0) {
             state.SkipWithError(("vertex " + std::to_string(v) + " differs from the " + name).c_str());
             return;
