@@ -1,136 +1,119 @@
-// SkinningSingle of the vector implementation against a plain C++ loop that
-// skins the same vertices by the same bones, in ns per vertex, on every
-// vector path the processor runs: the position alone, float normal and
-// tangents, and packed normal and tangents, each on a mesh that stays in the
-// caches and on one that streams from memory. Every vertex carries a texture
-// coordinate pair as its two extra words.
+// SkinningSingle of the vector implementation against two loops an engine
+// writes for rigid skinning (EngineSkinning.h), in ns per vertex: plain C++,
+// and SSE2, four vertices at a time. On every vector path the processor
+// runs: the position alone, float normal and tangents, and packed normal and
+// tangents, each on a mesh that stays in the caches and on one that streams
+// from memory. Every vertex carries a texture coordinate pair as its two
+// extra words. Every loop reads its own copy of the vertices and writes its
+// own destination, all placed alike (PageBuffer.h).
 
 #include <cmath>
 #include <cstring>
 #include <random>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "../simd/Quorvan_SSE.h"
 #include "Compare.h"
+#include "EngineSkinning.h"
+#include "PageBuffer.h"
+#include "VertexCheck.h"
 
 namespace {
 
-enum class Directions { None, Float, Packed };
-
 constexpr unsigned kBones = 64;
 constexpr uint32_t kExtraSize = 8;
-
-struct Layout {
-    uint32_t srcStride, dstStride, srcExtraOffset, dstExtraOffset;
-};
+constexpr float kTranslation = 10;  // the bones' translations lie within ±10
 
 // Position, indices and weights, the directions (if any), then the pair.
-constexpr Layout LayoutOf(Directions directions) {
+constexpr EngineRigidLayout LayoutOf(EngineDirections directions) {
     switch (directions) {
-    case Directions::None: return {28, 20, 20, 12};
-    case Directions::Float: return {68, 56, 56, 48};
-    case Directions::Packed: return {40, 32, 32, 24};
+    case EngineDirections::None: return {28, 20, 20, 12};
+    case EngineDirections::Float: return {68, 56, 56, 48};
+    case EngineDirections::Packed: return {40, 32, 32, 24};
     }
     return {};
 }
 
 // The bones as the engine hands them over, with the signed-byte rotation the
-// baseline needs for packed directions made once, as the library does.
+// engine loops need for packed directions made once, as the library makes
+// it: the truncated product, exact in double precision.
 struct Skeleton {
     float matrices[kBones][12];
     int8_t quantised[kBones][9];
 
     explicit Skeleton(std::mt19937& random) {
-        std::uniform_real_distribution<float> rotation(-1.0f, 1.0f), translation(-10.0f, 10.0f);
+        std::uniform_real_distribution<float> rotation(-1.0f, 1.0f), translation(-kTranslation, kTranslation);
         for (unsigned b = 0; b < kBones; ++b) {
             for (int k = 0; k < 12; ++k) matrices[b][k] = k < 9 ? rotation(random) : translation(random);
             for (int k = 0; k < 9; ++k) {
                 const float m = matrices[b][k];
-                quantised[b][k] = static_cast<int8_t>(std::trunc(m * (m > 0 ? 127.0f : 128.0f)));
+                quantised[b][k] = static_cast<int8_t>(std::trunc(double{m} * (m > 0 ? 127.0 : 128.0)));
             }
         }
     }
 };
 
 struct Mesh {
-    Directions directions;
+    EngineDirections directions;
     uint32_t count;
-    Layout layout;
-    std::vector<uint8_t> src, dst, baselineDst;
+    EngineRigidLayout layout;
+    LoopBuffers library, plain, sse2;
 
-    Mesh(Directions d, uint32_t n, std::mt19937& random)
-        : directions(d), count(n), layout(LayoutOf(d)), src(std::size_t(n) * layout.srcStride),
-          dst(std::size_t(n) * layout.dstStride), baselineDst(dst.size()) {
+    Mesh(EngineDirections d, uint32_t n, std::mt19937& random)
+        : directions(d), count(n), layout(LayoutOf(d)), library(n, layout.srcStride, layout.dstStride),
+          plain(n, layout.srcStride, layout.dstStride), sse2(n, layout.srcStride, layout.dstStride) {
         std::uniform_real_distribution<float> position(-100.0f, 100.0f), direction(-1.0f, 1.0f);
         std::uniform_int_distribution<int> byte(0, 255), bone(0, kBones - 1);
         for (uint32_t v = 0; v < n; ++v) {
-            uint8_t* vertex = &src[std::size_t(v) * layout.srcStride];
+            uint8_t* vertex = library.src.data() + std::size_t(v) * layout.srcStride;
             for (uint32_t k = 0; k < layout.srcStride; ++k) vertex[k] = static_cast<uint8_t>(byte(random));
             vertex[12] = static_cast<uint8_t>(bone(random));
             float floats[12];
             for (float& f : floats) f = direction(random);
             for (int k = 0; k < 3; ++k) floats[k] = position(random);
             std::memcpy(vertex, floats, 12);
-            if (d == Directions::Float) std::memcpy(vertex + 20, floats + 3, 36);
+            if (d == EngineDirections::Float) std::memcpy(vertex + 20, floats + 3, 36);
         }
+        plain.src.CopyFrom(library.src);
+        sse2.src.CopyFrom(library.src);
     }
 
     SkinningJob Job() {
         SkinningJob job{};
-        job.srcVertex = src.data();
+        job.srcVertex = library.src.data();
         job.srcStride = layout.srcStride;
         job.srcExtraOffset = layout.srcExtraOffset;
-        job.dstVertex = dst.data();
+        job.dstVertex = library.dst.data();
         job.dstStride = layout.dstStride;
         job.dstExtraOffset = layout.dstExtraOffset;
         job.extraSize = kExtraSize;
         job.vertexCount = count;
-        job.hasNormal = job.hasTangents = directions != Directions::None;
-        job.packedDirections = directions == Directions::Packed;
+        job.hasNormal = job.hasTangents = directions != EngineDirections::None;
+        job.packedDirections = directions == EngineDirections::Packed;
         return job;
+    }
+
+    // The first vertex that `loop` skinned otherwise than the library, or
+    // -1: float vectors further apart than rounding allows, or other bytes
+    // where both compute in integers (packed directions) or copy (the pair).
+    int64_t FirstDifferentVertex(const LoopBuffers& loop) const {
+        const uint8_t *got = loop.dst.data(), *expected = library.dst.data();
+        const int64_t first = ::FirstDifferentVertex(library.src.data(), layout.srcStride, got, expected,
+                                                     layout.dstStride, count,
+                                                     directions == EngineDirections::Float, kTranslation);
+        const uint32_t checked = first < 0 ? count : static_cast<uint32_t>(first);
+        for (uint32_t v = 0; v < checked; ++v) {
+            const uint8_t *a = got + std::size_t(v) * layout.dstStride, *b = expected + std::size_t(v) * layout.dstStride;
+            if ((directions == EngineDirections::Packed && std::memcmp(a + 12, b + 12, 12) != 0) ||
+                std::memcmp(a + layout.dstExtraOffset, b + layout.dstExtraOffset, kExtraSize) != 0)
+                return v;
+        }
+        return first;
     }
 };
 
-// The plain loop: each vector through its bone's twelve floats (or, packed,
-// its quantised rotation), then the pair copied through.
-void Transform(const float* m, const uint8_t* in, uint8_t* out, bool point) {
-    float v[3], r[3];
-    std::memcpy(v, in, 12);
-    for (int j = 0; j < 3; ++j) r[j] = v[0] * m[j] + v[1] * m[3 + j] + v[2] * m[6 + j] + (point ? m[9 + j] : 0.0f);
-    std::memcpy(out, r, 12);
-}
-
-void TransformPacked(const int8_t* q, const uint8_t* in, uint8_t* out) {
-    const int x = in[2] - 128, y = in[1] - 128, z = in[0] - 128;
-    out[0] = static_cast<uint8_t>((q[2] * x + q[5] * y + q[8] * z + 16255) >> 7);
-    out[1] = static_cast<uint8_t>((q[1] * x + q[4] * y + q[7] * z + 16255) >> 7);
-    out[2] = static_cast<uint8_t>((q[0] * x + q[3] * y + q[6] * z + 16255) >> 7);
-    out[3] = 0;
-}
-
-void SkinBaseline(const Skeleton& skeleton, Mesh& mesh) {
-    const Layout& l = mesh.layout;
-    for (uint32_t v = 0; v < mesh.count; ++v) {
-        const uint8_t* s = &mesh.src[std::size_t(v) * l.srcStride];
-        uint8_t* d = &mesh.baselineDst[std::size_t(v) * l.dstStride];
-        const unsigned bone = s[12];
-        const float* m = skeleton.matrices[bone];
-        Transform(m, s, d, true);
-        if (mesh.directions == Directions::Float) {
-            Transform(m, s + 20, d + 12, false);
-            Transform(m, s + 32, d + 24, false);
-            Transform(m, s + 44, d + 36, false);
-        } else if (mesh.directions == Directions::Packed) {
-            TransformPacked(skeleton.quantised[bone], s + 20, d + 12);
-            TransformPacked(skeleton.quantised[bone], s + 24, d + 16);
-            TransformPacked(skeleton.quantised[bone], s + 28, d + 20);
-        }
-        std::memcpy(d + l.dstExtraOffset, s + l.srcExtraOffset, kExtraSize);
-    }
-}
-
-void SkinningSingle(benchmark::State& state, VectorPath path, Directions directions, uint32_t count) {
+void SkinningSingle(benchmark::State& state, VectorPath path, EngineDirections directions, uint32_t count) {
     std::mt19937 random(7);
     const Skeleton skeleton(random);
     Mesh mesh(directions, count, random);
@@ -138,24 +121,37 @@ void SkinningSingle(benchmark::State& state, VectorPath path, Directions directi
     for (unsigned b = 0; b < kBones; ++b) sse.SetSkinningMatrix(b, skeleton.matrices[b]);
     const SkinningJob job = mesh.Job();
 
-    CompareWithBaseline(state, count, "vertex", [&] { sse.SkinningSingle(&job); },
-                        [&] { SkinBaseline(skeleton, mesh); });
+    const auto plain = [&] {
+        EngineSkinRigid(mesh.plain.src.data(), mesh.plain.dst.data(), mesh.layout, count, &skeleton.matrices[0][0],
+                        &skeleton.quantised[0][0], directions);
+    };
+    const auto sse2 = [&] {
+        EngineSkinRigidSse2(mesh.sse2.src.data(), mesh.sse2.dst.data(), mesh.layout, count,
+                            &skeleton.matrices[0][0], &skeleton.quantised[0][0], directions);
+    };
 
-    // Both did the same work: the pair landed in the same place, and the
-    // first position agrees with the plain sums to a rounding or two.
-    const Layout& l = mesh.layout;
-    float fromLibrary, fromBaseline;
-    std::memcpy(&fromLibrary, mesh.dst.data(), 4);
-    std::memcpy(&fromBaseline, mesh.baselineDst.data(), 4);
-    if (std::memcmp(&mesh.dst[l.dstExtraOffset], &mesh.baselineDst[l.dstExtraOffset], kExtraSize) != 0 ||
-        std::fabs(fromLibrary - fromBaseline) > 1e-3f * (1.0f + std::fabs(fromBaseline)))
-        state.SkipWithError("the library and the baseline disagree");
+    // All three do the same work.
+    sse.SkinningSingle(&job);
+    plain();
+    sse2();
+    const std::pair<const char*, const LoopBuffers*> baselines[] = {{"plain rigid loop", &mesh.plain},
+                                                                    {"SSE2 rigid loop", &mesh.sse2}};
+    for (const auto& [name, buffers] : baselines) {
+        const int64_t v = mesh.FirstDifferentVertex(*buffers);
+        if (v >= 0) {
+            state.SkipWithError(("vertex " + std::to_string(v) + " differs from the " + name).c_str());
+            return;
+        }
+    }
+
+    CompareWithBaselines(state, count, "vertex", [&] { sse.SkinningSingle(&job); },
+                         {{"plain_rigid", plain}, {"sse2_rigid", sse2}});
 }
 
 const bool kRegistered = [] {
-    const std::pair<Directions, const char*> kinds[] = {
-        {Directions::None, "position"}, {Directions::Float, "float_normal_tangents"},
-        {Directions::Packed, "packed_normal_tangents"}};
+    const std::pair<EngineDirections, const char*> kinds[] = {
+        {EngineDirections::None, "position"}, {EngineDirections::Float, "float_normal_tangents"},
+        {EngineDirections::Packed, "packed_normal_tangents"}};
     for (const VectorPath path : {VectorPath::Sse, VectorPath::Avx2, VectorPath::Avx512}) {
         if (!ProcessorRunsVectorPath(path)) continue;
         for (const auto& [directions, name] : kinds)
