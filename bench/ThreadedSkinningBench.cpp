@@ -2,9 +2,9 @@
 // 1,000,000 vertices (4 influences, float normal, tangent and binormal) cut
 // into one range per thread, the ranges run at once on persistent workers and
 // stitched. In the same run: the whole job as one call on one thread, and the
-// engine's own matrix-blend loop (EngineSkinning.h) on the same number of
-// threads, each thread taking an equal share of the vertices. The stitch's
-// share of the time is reported as well.
+// engine's own matrix-blend loops (EngineSkinning.h), plain and SSE2, on the
+// same number of threads, each thread taking an equal share of the vertices.
+// The stitch's share of the time is reported as well.
 
 #include <Quorvan/QuorvanSkinning.h>
 
@@ -17,11 +17,13 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "BlendedVertices.h"
 #include "Compare.h"
 #include "EngineSkinning.h"
+#include "VertexCheck.h"
 
 namespace {
 
@@ -32,7 +34,7 @@ struct Mesh {
     // Room for the 16-byte read of the last vertex's binormal.
     std::vector<uint8_t> src = std::vector<uint8_t>(size_t{kVertices} * kSrcStride + 4);
     std::vector<uint8_t> dst = std::vector<uint8_t>(size_t{kVertices} * kDstStride);
-    std::vector<uint8_t> engineDst = dst;
+    std::vector<uint8_t> engineDst = dst, engineSse2Dst = dst;
     float bones[kBones][12];
 
     Mesh() {
@@ -131,17 +133,23 @@ void ThreadedSkinningFull(benchmark::State& state) {
         stitchSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
     const auto oneCall = [&] { QuorvanSkinningFull(palette.get(), &job); };
-    const auto engine = [&] {
-        workers.Run([&](uint32_t part) {
-            const uint32_t first = static_cast<uint32_t>(uint64_t{kVertices} * part / threads);
-            const uint32_t next = static_cast<uint32_t>(uint64_t{kVertices} * (part + 1) / threads);
-            EngineSkinVertices(mesh.src.data() + size_t{first} * kSrcStride, kSrcStride,
-                               mesh.engineDst.data() + size_t{first} * kDstStride, kDstStride, next - first,
-                               &mesh.bones[0][0], EngineDirections::Float);
-        });
+    // An engine loop on every thread, each taking an equal share of the
+    // vertices.
+    const auto onShares = [&](decltype(&EngineSkinVertices) loop, uint8_t* dst) {
+        return [&, loop, dst] {
+            workers.Run([&](uint32_t part) {
+                const uint32_t first = static_cast<uint32_t>(uint64_t{kVertices} * part / threads);
+                const uint32_t next = static_cast<uint32_t>(uint64_t{kVertices} * (part + 1) / threads);
+                loop(mesh.src.data() + size_t{first} * kSrcStride, kSrcStride, dst + size_t{first} * kDstStride,
+                     kDstStride, next - first, &mesh.bones[0][0], EngineDirections::Float);
+            });
+        };
     };
+    const auto engine = onShares(EngineSkinVertices, mesh.engineDst.data());
+    const auto engineSse2 = onShares(EngineSkinVerticesSse2, mesh.engineSse2Dst.data());
 
-    // The split job leaves the bytes of the one call.
+    // The split job leaves the bytes of the one call, and both engine loops
+    // its vectors up to rounding.
     split();
     const std::vector<uint8_t> splitBytes = mesh.dst;
     oneCall();
@@ -149,9 +157,22 @@ void ThreadedSkinningFull(benchmark::State& state) {
         state.SkipWithError("the ranges do not leave the bytes of one call");
         return;
     }
+    engine();
+    engineSse2();
+    const std::pair<const char*, const std::vector<uint8_t>*> baselines[] = {
+        {"matrix blend", &mesh.engineDst}, {"SSE2 matrix blend", &mesh.engineSse2Dst}};
+    for (const auto& [name, dst] : baselines) {
+        const int64_t v = FirstDifferentVertex(mesh.src.data(), kSrcStride, mesh.dst.data(), dst->data(), kDstStride,
+                                               kVertices, true, 1);
+        if (v >= 0) {
+            state.SkipWithError(("vertex " + std::to_string(v) + " differs from the " + name).c_str());
+            return;
+        }
+    }
     stitchSeconds = 0;
 
-    CompareWithBaselines(state, kVertices, "vertex", split, {{"one_call", oneCall}, {"matrix_blend", engine}});
+    CompareWithBaselines(state, kVertices, "vertex", split,
+                         {{"one_call", oneCall}, {"matrix_blend", engine}, {"sse2_blend", engineSse2}});
     state.counters["stitch_percent"] = 100 * stitchSeconds / (state.iterations() * state.counters["ns_per_vertex"] * 1e-9 * kVertices);
     state.SetLabel(std::to_string(threads) + " thread(s), " + QuorvanSkinningVectorUnit());
 }
