@@ -104,7 +104,8 @@ struct Mesh {
                                                      directions == EngineDirections::Float, kTranslation);
         const uint32_t checked = first < 0 ? count : static_cast<uint32_t>(first);
         for (uint32_t v = 0; v < checked; ++v) {
-            const uint8_t *a = got + std::size_t(v) * layout.dstStride, *b = expected + std::size_t(v) * layout.dstStride;
+            const std::size_t at = std::size_t(v) * layout.dstStride;
+            const uint8_t *a = got + at, *b = expected + at;
             if ((directions == EngineDirections::Packed && std::memcmp(a + 12, b + 12, 12) != 0) ||
                 std::memcmp(a + layout.dstExtraOffset, b + layout.dstExtraOffset, kExtraSize) != 0)
                 return v;
