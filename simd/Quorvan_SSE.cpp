@@ -7,6 +7,7 @@
 #include "x86/VectorKernels.h"
 
 SkinningJob s_sseJob;
+VectorBonePalette s_ssePalette;
 
 Quorvan_SSE::Quorvan_SSE() : Quorvan_SSE(WidestVectorPath()) {}
 

@@ -4,8 +4,6 @@
 
 #include "../../Cross/Quorvan/FloatSettings.h"
 
-VectorBonePalette s_ssePalette;
-
 namespace {
 
 // The wide form of a bone from its float rows and quantised rotation.
