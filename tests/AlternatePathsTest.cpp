@@ -12,6 +12,7 @@
 #include "../simd/Quorvan_SSE2.h"
 #include "Canary.h"
 #include "HostCapture.h"
+#include "HostFloatSettings.h"
 #include "Lifecycle.h"
 #include "RandomSkinningJob.h"
 #include "SkinningModel.h"
@@ -121,6 +122,19 @@ TEST_F(Sse2PathTest, EveryKernelBlendsExactlyAndRenormalisesWithinTheEstimate) {
             EXPECT_EQ(Quorvan_SSE2::s_job.auxOffset, job.auxOffset);
         }
     EXPECT_TRUE(HostCapture::Reports().empty());
+}
+
+// As every skinning call, whatever float settings the host left
+// (HostFloatSettingsTest.cpp).
+TEST_F(Sse2PathTest, WritesItsBytesUnderAnyHostFloatSettings) {
+    ExpectSameBytesUnderHostSettings(
+        "the SSE2 path", Quorvan_SSE2::kBoneCount, kSkinNormal,
+        [](const ArenaJob& a, std::vector<uint8_t>& memory) {
+            for (unsigned b = 0; b < Quorvan_SSE2::kBoneCount; ++b)
+                Quorvan_SSE2::SetSkinningMatrix(b, SubnormalProductBones()[b].data());
+            Quorvan_SSE2::SkinningFull(a.On(memory));
+        },
+        {8, 12, 20, 24});
 }
 
 // The x87 tag word: 0xFFFF when every register is empty, as FEMMS leaves it.

@@ -3,7 +3,7 @@
 # QUORVAN_GOOGLETEST when the suites can be built.
 include(GoogleTest)
 set(QUORVAN_GOOGLETEST OFF)
-if(CMAKE_SIZEOF_VOID_P EQUAL 8 AND NOT WIN32)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8 AND NOT WIN32 AND NOT CMAKE_CROSSCOMPILING)
   find_package(GTest QUIET)
   if(NOT GTest_FOUND)
     message(STATUS "GoogleTest not found (Debian: libgtest-dev): the test suites are not built")

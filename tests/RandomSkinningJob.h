@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include <Quorvan/Quorvan.h>
+#include <Quorvan/SkinningJob.h>
 
 #include "../Cross/Quorvan/SkinningDispatch.h"
 

@@ -1,5 +1,5 @@
-// SkinningFull and SkinningSingle of the scalar implementation: random jobs
-// against the model, and the precision its sums keep.
+// SkinningFull and SkinningSingle of the scalar implementation: its palette,
+// random jobs against the model, and the precision its sums keep.
 
 #include <gtest/gtest.h>
 
@@ -97,4 +97,18 @@ TEST_F(ScalarSkinningTest, SumsKeep64BitsWhateverPrecisionTheHostSet) {
             EXPECT_EQ(std::memcmp(dst.data(), expected, 12), 0);
             EXPECT_EQ(dst.FirstGuardHit(), -1);
         }
+}
+
+TEST(StdPaletteTest, KeepsEveryBitIncludingNaNPayloads) {
+    std::unique_ptr<Quorvan_std> scalar(new Quorvan_std);
+    const uint32_t patterns[12] = {0x7FC01234, 0xFFBADBAD, 0x7F800001, 0x00000001, 0x80000000, 0x3F800000,
+                                   0xFF800000, 0x7F7FFFFF, 0x12345678, 0x9ABCDEF0, 0x7FFFFFFF, 0xFFFFFFFF};
+    float m[12];
+    std::memcpy(m, patterns, sizeof m);
+    scalar->SetSkinningMatrix(127, m);
+    scalar->SetSkinningMatrix(0, m);
+    // The palette follows the table pointer: bone b at float 12 * b.
+    const auto* palette = reinterpret_cast<const uint8_t*>(scalar.get()) + sizeof(void*);
+    EXPECT_EQ(std::memcmp(palette + 127 * 48, patterns, 48), 0);
+    EXPECT_EQ(std::memcmp(palette, patterns, 48), 0);
 }

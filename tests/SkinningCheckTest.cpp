@@ -18,9 +18,8 @@
 #include <unistd.h>
 #endif
 
-#include "../Cross/Quorvan/Quorvan_std.h"
-#include "../simd/Quorvan_SSE.h"
 #include "Canary.h"
+#include "InterfaceSkinning.h"
 
 namespace {
 
@@ -223,22 +222,18 @@ struct FencedBytes {
 };
 
 using Skin = std::function<void(const SkinningJob&)>;
-using Operation = void (Quorvan::*)(const SkinningJob*);
-constexpr Operation kFull = &Quorvan::SkinningFull, kSingle = &Quorvan::SkinningSingle;
 
-// Each real call of a checked one: every vector path and the thread-safe
-// call, or the scalar implementation.
-void RunRealCalls(QuorvanSkinningCheckCall call, const QuorvanSkinningPalette& palette, Quorvan& scalar,
+// Each real call of a checked one, every bone the identity: the thread-safe
+// call and the interface's vector paths, or its scalar implementation.
+void RunRealCalls(QuorvanSkinningCheckCall call, const QuorvanSkinningPalette& palette,
                   const std::function<void(const char*, const Skin&)>& run) {
-    const bool full = call == kVF || call == kSF;
-    if (call == kSF || call == kSS)
-        return run("Quorvan_std", [&](const SkinningJob& j) { (scalar.*(full ? kFull : kSingle))(&j); });
-    for (const VectorPath path : {VectorPath::Sse, VectorPath::Avx2, VectorPath::Avx512})
-        if (ProcessorRunsVectorPath(path)) {
-            Quorvan_SSE vector(path);
-            run(VectorPathName(path), [&](const SkinningJob& j) { (vector.*(full ? kFull : kSingle))(&j); });
+    const bool full = call == kVF || call == kSF, vector = call == kVF || call == kVS;
+    for (const InterfaceImplementation& implementation : InterfaceImplementations())
+        if (implementation.vector == vector) {
+            const InterfaceSkinner skinner = implementation.make();
+            run(implementation.name.c_str(), full ? skinner.full : skinner.single);
         }
-    if (QuorvanSkinningVectorUnit())
+    if (vector && QuorvanSkinningVectorUnit())
         run("thread-safe", [&](const SkinningJob& j) {
             EXPECT_EQ((full ? QuorvanSkinningFull : QuorvanSkinningSingle)(&palette, &j), QuorvanSkinningDone);
         });
@@ -247,11 +242,8 @@ void RunRealCalls(QuorvanSkinningCheckCall call, const QuorvanSkinningPalette& p
 TEST(SkinningCheckTest, RandomJobsTheCheckPassesStayInsideTightBuffers) {
     std::mt19937 random(0xC4EC);
     const auto below = [&](uint32_t n) { return static_cast<int64_t>(random() % n); };
-    Quorvan_std scalar;
     static QuorvanSkinningPalette palette;
     QuorvanSkinningResetPalette(&palette);
-    const float identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
-    for (uint32_t bone = 0; bone < 8; ++bone) scalar.SetSkinningMatrix(bone, identity);
 
     for (int n = 0; n < 1200; ++n) {
         SCOPED_TRACE("job " + std::to_string(n));
@@ -298,7 +290,7 @@ TEST(SkinningCheckTest, RandomJobsTheCheckPassesStayInsideTightBuffers) {
                                                   auxBytes.data() + (job.hasAux ? job.auxOffset : 0),
                                                   std::size_t(aux * job.vertexCount), 8};
 
-        RunRealCalls(call, palette, scalar, [&](const char* name, const Skin& skin) {
+        RunRealCalls(call, palette, [&](const char* name, const Skin& skin) {
             CanaryBuffer dst(dstBytes);
             SkinningJob j = job;
             j.dstVertex = dst.data() - stored[0];

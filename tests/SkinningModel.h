@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include <Quorvan/Quorvan.h>
+#include <Quorvan/SkinningJob.h>
 
 // Single-precision results rounded through memory: on the x87 unit of a
 // 32-bit build a value would otherwise stay wider.
@@ -28,8 +28,8 @@ public:
 
     // Every bone at the identity a new instance starts from.
     VectorModel();
-    // Loads the twelve floats `m` into `bone` of the model and of `target`.
-    void Set(Quorvan& target, unsigned bone, const float* m);
+    // Loads the twelve floats `m` into `bone`.
+    void Load(unsigned bone, const float* m);
 
     void Full(SkinningJob job) const;
     void Single(SkinningJob job) const;

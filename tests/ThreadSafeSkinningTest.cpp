@@ -1,5 +1,6 @@
-// The thread-safe skinning calls against the interface: whole jobs, jobs cut
-// into ranges of every count and run in any order, and ranges on threads.
+// The thread-safe skinning calls against the model of the vector
+// implementation: whole jobs, jobs cut into ranges of every count and run in
+// any order, and ranges on threads.
 
 #include <gtest/gtest.h>
 
@@ -14,51 +15,49 @@
 #include <thread>
 #include <vector>
 
-#include "../simd/Quorvan_SSE.h"
 #include "Canary.h"
 #include "HostCapture.h"
-#include "Lifecycle.h"
+#include "InterfaceSkinning.h"
 #include "RandomSkinningJob.h"
+#include "SkinningModel.h"
 
 namespace {
 
-class ThreadSafeSkinningTest : public FeatureTest<FeatureSSE> {
+class ThreadSafeSkinningTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        FeatureTest::SetUp();
-        if (IsSkipped()) return;
-        m_interface.reset(new Quorvan_SSE);
+        HostCapture::Clear();
+        if (!QuorvanSkinningVectorUnit()) GTEST_SKIP() << "the processor has no vector unit the calls run on";
         m_palette.reset(new QuorvanSkinningPalette);
         ASSERT_EQ(QuorvanSkinningResetPalette(m_palette.get()), QuorvanSkinningDone);
     }
 
-    // The same random bones into the interface's palette and `palette`.
-    void LoadRandomBones(std::mt19937& random, QuorvanSkinningPalette& palette) {
+    // The same random bones into `model` and `palette`.
+    static void LoadRandomBones(std::mt19937& random, QuorvanSkinningPalette& palette, VectorModel& model) {
         ASSERT_EQ(QuorvanSkinningResetPalette(&palette), QuorvanSkinningDone);
         for (uint32_t b = 0; b < 256; ++b) {
             const std::array<float, 12> m = RandomMatrix(random);
-            m_interface->SetSkinningMatrix(b, m.data());
+            model.Load(b, m.data());
             ASSERT_EQ(QuorvanSkinningSetMatrix(&palette, b, m.data()), QuorvanSkinningDone);
         }
     }
 
-    // The arena after one interface call.
-    std::vector<uint8_t> InterfaceResult(bool full, const ArenaJob& a) {
+    // The arena after the model's run of the job.
+    static std::vector<uint8_t> ModelResult(const VectorModel& model, bool full, const ArenaJob& a) {
         std::vector<uint8_t> memory = a.arena;
-        const SkinningJob job = a.On(memory);
-        full ? m_interface->SkinningFull(&job) : m_interface->SkinningSingle(&job);
+        full ? model.Full(a.On(memory)) : model.Single(a.On(memory));
         return memory;
     }
 
-    std::unique_ptr<Quorvan_SSE> m_interface;
     std::unique_ptr<QuorvanSkinningPalette> m_palette;
 };
 
 }  // namespace
 
-TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheInterfacesBytes) {
+TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheModelsBytes) {
     std::mt19937 random(20261123);
-    LoadRandomBones(random, *m_palette);
+    const auto model = std::make_unique<VectorModel>();
+    LoadRandomBones(random, *m_palette, *model);
     for (int n = 0; n < 160; ++n) {
         const unsigned rarity[] = {0, 24, 300};
         const ArenaJob a =
@@ -66,7 +65,7 @@ TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheInterface
         const uint32_t vertices = a.job.vertexCount;
         for (const bool full : {true, false}) {
             SCOPED_TRACE(std::string(full ? "SkinningFull" : "SkinningSingle") + ", job " + std::to_string(n));
-            const std::vector<uint8_t> expected = InterfaceResult(full, a);
+            const std::vector<uint8_t> expected = ModelResult(*model, full, a);
 
             std::vector<uint8_t> memory = a.arena;
             const QuorvanSkinningJob whole = a.On(memory);
@@ -100,8 +99,9 @@ TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheInterface
 
 // The identity bone at weight 255 (exactly 1) with a float normal: vertex 2's
 // NaN position poisons every later position, and whichever NaNs meet (both
-// signs, payloads, signalling ones, an infinity times zero), on every path,
-// whole or split, each is stored as 0x7FC00000. The normals meet no NaN.
+// signs, payloads, signalling ones, an infinity times zero), on every vector
+// path of the interface too, whole or split, each is stored as 0x7FC00000.
+// The normals meet no NaN.
 TEST_F(ThreadSafeSkinningTest, EveryNaNStoredIsTheOneQuietNaN) {
     constexpr uint32_t kVertices = 8, kSrc = 32, kDst = 24;
     const uint32_t poisoned[3][3] = {
@@ -123,11 +123,11 @@ TEST_F(ThreadSafeSkinningTest, EveryNaNStoredIsTheOneQuietNaN) {
     SkinningJob job{};
     job.srcVertex = src.data(), job.srcStride = kSrc, job.dstVertex = dst.data(), job.dstStride = kDst;
     job.vertexCount = kVertices, job.hasNormal = 1;
-    for (const VectorPath path : {VectorPath::Sse, VectorPath::Avx2, VectorPath::Avx512}) {
-        if (!ProcessorRunsVectorPath(path)) continue;
+    for (const InterfaceImplementation& implementation : InterfaceImplementations()) {
+        if (!implementation.vector) continue;
         std::fill(dst.begin(), dst.end(), 0);
-        Quorvan_SSE(path).SkinningFull(&job);
-        EXPECT_EQ(Difference(dst, expected), "") << VectorPathName(path);
+        implementation.make().full(job);
+        EXPECT_EQ(Difference(dst, expected), "") << implementation.name;
     }
     for (uint32_t parts = 1; parts <= 5; ++parts) {
         std::fill(dst.begin(), dst.end(), 0);
@@ -149,7 +149,8 @@ TEST_F(ThreadSafeSkinningTest, RangesOnThreadsWithTwoPalettesAtOnce) {
     QuorvanSkinningRange ranges[2][kParts];
     std::vector<uint8_t> expected[2], memory[2];
     for (int m = 0; m < 2; ++m) {
-        LoadRandomBones(random, *palettes[m]);
+        const auto model = std::make_unique<VectorModel>();
+        LoadRandomBones(random, *palettes[m], *model);
         ArenaJob mesh;
         do {  // one whose vertices stay apart, so that it splits
             mesh = RandomJob(random, {48, kSkinNormal | kSkinTangents | kSkinAux, 256, 3000, m == 0 ? 0u : 400u, true});
@@ -157,7 +158,7 @@ TEST_F(ThreadSafeSkinningTest, RangesOnThreadsWithTwoPalettesAtOnce) {
             const QuorvanSkinningJob job = mesh.On(memory[m]);
             if (QuorvanSkinningSplit(&job, kParts, ranges[m]) == kParts) break;
         } while (true);
-        expected[m] = InterfaceResult(true, mesh);
+        expected[m] = ModelResult(*model, true, mesh);
     }
     std::atomic<uint32_t> next{0};
     std::atomic<int> failures{0};

@@ -73,8 +73,7 @@ VectorModel::VectorModel() {
     }
 }
 
-void VectorModel::Set(Quorvan& target, unsigned bone, const float* m) {
-    target.SetSkinningMatrix(bone, m);
+void VectorModel::Load(unsigned bone, const float* m) {
     Bone& entry = bones[bone];
     for (int r = 0; r < 4; ++r) {
         for (int c = 0; c < 3; ++c) entry.rows[r][c] = m[3 * r + c];

@@ -1,0 +1,3 @@
+#include "InterfaceSkinning.h"
+
+std::vector<InterfaceImplementation> InterfaceImplementations() { return {}; }
