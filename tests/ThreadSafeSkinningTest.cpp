@@ -58,10 +58,9 @@ TEST_F(ThreadSafeSkinningTest, WholeJobsAndEverySplitInAnyOrderLeaveTheModelsByt
     std::mt19937 random(20261123);
     const auto model = std::make_unique<VectorModel>();
     LoadRandomBones(random, *m_palette, *model);
-    for (int n = 0; n < 160; ++n) {
+    for (int n = 0; n < 22 * 16; ++n) {  // every extraSize with every set of flags: each kernel of both operations
         const unsigned rarity[] = {0, 24, 300};
-        const ArenaJob a =
-            RandomJob(random, {uint32_t(4 * (random() % 22)), unsigned(random() % 16), 256, 40, rarity[n % 3], true});
+        const ArenaJob a = RandomJob(random, {uint32_t(4 * (n % 22)), unsigned(n / 22), 256, 40, rarity[n % 3], true});
         const uint32_t vertices = a.job.vertexCount;
         for (const bool full : {true, false}) {
             SCOPED_TRACE(std::string(full ? "SkinningFull" : "SkinningSingle") + ", job " + std::to_string(n));
