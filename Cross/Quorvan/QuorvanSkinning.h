@@ -124,8 +124,9 @@ QuorvanSkinningFullRange(const QuorvanSkinningPalette* palette, QuorvanSkinningR
 QUORVAN_API QuorvanSkinningResult QUORVAN_SKINNING_CALL
 QuorvanSkinningStitch(const QuorvanSkinningPalette* palette, const QuorvanSkinningRange* ranges, uint32_t count);
 
-/* The vector unit the calls run on ("SSE", "SSE2", "AVX2" or "AVX-512"), or
-   a null pointer when the processor has no SSE. */
+/* The vector unit the calls run on ("SSE", "SSE2", "AVX2" or "AVX-512" on
+   x86, "NEON" on 64-bit ARM), or a null pointer when an x86 processor has
+   no SSE. */
 QUORVAN_API const char* QUORVAN_SKINNING_CALL QuorvanSkinningVectorUnit(void);
 
 /*
