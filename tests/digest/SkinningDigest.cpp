@@ -16,6 +16,7 @@
 #include <Quorvan/QuorvanSkinning.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -32,7 +33,7 @@ namespace {
 // binormal, 12 bytes each) or packed (4 bytes each). Nothing here needs the
 // destination's layout: every byte of the buffers is hashed.
 constexpr int64_t kSrcBones = 12, kSrcWeights = 16, kSrcDirections = 20;
-constexpr int64_t kFloatDirectionsEnd = 56, kPackedDirectionsEnd = 32;
+constexpr int64_t kPackedDirectionsEnd = 32;
 
 // Room around every region of an arena, for the stores a job may start
 // before its first vertex, the lanes read past its last, and canaries.
@@ -82,7 +83,8 @@ QuorvanSkinningPalette palettes[2];
 
 bool LoadPalettes(Random& r) {
     bool done = true;
-    for (QuorvanSkinningPalette& palette : palettes) done &= QuorvanSkinningResetPalette(&palette) == QuorvanSkinningDone;
+    for (QuorvanSkinningPalette& palette : palettes)
+        done &= QuorvanSkinningResetPalette(&palette) == QuorvanSkinningDone;
     for (uint32_t bone = 0; bone < 256; ++bone)
         for (int p = 0; p < 2; ++p) {
             if (p == 1 && bone % 8 != 1) continue;
@@ -124,7 +126,7 @@ struct Draw {
 
 Draw DrawJob(Random& r, uint32_t extra, unsigned flags, QuorvanSkinningCheckCall call, uint32_t& refused) {
     const bool aux = flags & 4, packed = flags & 8;
-    for (;;) {
+    for (uint32_t refusals = 0;;) {
         const int64_t n = r.OneIn(4) ? 1 : 2 + r.Below(5);
         const Layout layout = static_cast<Layout>(r.Below(aux ? 3 : 2));
         const int64_t srcExtra = r.Below(65), dstExtra = static_cast<int64_t>(r.Below(73)) - 16;
@@ -132,7 +134,8 @@ Draw DrawJob(Random& r, uint32_t extra, unsigned flags, QuorvanSkinningCheckCall
         // Short strides make source vertices share bytes, or destination
         // vertices store over each other.
         int64_t srcStride = r.OneIn(4) ? 4 + r.Below(57) : 64 + extra + r.Below(8);
-        int64_t dstStride = r.OneIn(4) ? 8 + r.Below(45) : std::max<int64_t>(52, dstExtra + extra + auxSize) + r.Below(8);
+        int64_t dstStride =
+            r.OneIn(4) ? 8 + r.Below(45) : std::max<int64_t>(52, dstExtra + extra + auxSize) + r.Below(8);
         if (r.OneIn(4)) srcStride = -srcStride;
         if (r.OneIn(4)) dstStride = -dstStride;
         if (layout == kInPlace) dstStride = srcStride;
@@ -145,11 +148,13 @@ Draw DrawJob(Random& r, uint32_t extra, unsigned flags, QuorvanSkinningCheckCall
         const int64_t src0 = First(srcRegion + kSlack, srcStride, n);
         const int64_t dst0 = layout == kInPlace ? src0 + static_cast<int64_t>(r.Below(49)) - 24
                                                 : First(dstRegion + kSlack + kDstLead, dstStride, n);
-        const int64_t auxAt = layout == kAuxInDestination ? dstRegion + r.Below(dstBytes - auxStream) : auxRegion + kSlack;
+        const int64_t auxAt =
+            layout == kAuxInDestination ? dstRegion + r.Below(dstBytes - auxStream) : auxRegion + kSlack;
         bool selfCopy = false;
         for (int64_t v = 0; v < n; ++v) {
             const int64_t s = src0 + v * srcStride, d = dst0 + v * dstStride + dstExtra;
-            selfCopy |= Meet(s + srcExtra, extra, d, extra) || Meet(auxAt + auxOffset + v * auxSize, auxSize, d + extra, auxSize);
+            selfCopy |= Meet(s + srcExtra, extra, d, extra) ||
+                        Meet(auxAt + auxOffset + v * auxSize, auxSize, d + extra, auxSize);
         }
         if (selfCopy) continue;
 
@@ -157,18 +162,31 @@ Draw DrawJob(Random& r, uint32_t extra, unsigned flags, QuorvanSkinningCheckCall
         // the vertices' floats, packed directions, weights and bones.
         for (int64_t k = 0; k < bytes; ++k) arena[k] = static_cast<uint8_t>(0xA5 ^ (k * 0x3D));
         for (int64_t k = 0; k < srcBytes; ++k) arena[srcRegion + k] = static_cast<uint8_t>(r.Next());
-        for (int64_t k = 0; k < auxBytes && layout != kAuxInDestination; ++k) arena[auxRegion + k] = static_cast<uint8_t>(r.Next());
+        for (int64_t k = 0; k < auxBytes && layout != kAuxInDestination; ++k)
+            arena[auxRegion + k] = static_cast<uint8_t>(r.Next());
+        // Some jobs have special floats; some have every other vertex's
+        // vectors of zeros, each of one sign, whose sums are -0 or +0 by the
+        // signs of every product and of the carry the vertex before leaves.
         const uint32_t rarity = r.OneIn(3) ? 2 + r.Below(12) : 0;
+        const bool zeros = r.OneIn(3);
         for (int64_t v = 0; v < n; ++v) {
             uint8_t* vertex = arena + src0 + v * srcStride;
-            for (int64_t at = 0; at < kFloatDirectionsEnd; at += 4) {
-                if (at == kSrcBones) at = kSrcDirections;
-                const uint32_t usual = at < kSrcBones ? FloatBits(r, -4, 6) : FloatBits(r, -6, 1);
-                Put(vertex + at, rarity && r.OneIn(rarity) ? kSpecials[r.Below(std::size(kSpecials))] : usual);
+            const bool zero = zeros && v % 2 == 1;
+            for (int64_t at : {int64_t{0}, kSrcDirections, kSrcDirections + 12, kSrcDirections + 24}) {
+                const uint32_t sign = r.OneIn(2) ? 0x80000000u : 0;
+                for (int64_t k = at; k < at + 12; k += 4) {
+                    const uint32_t usual = at == 0 ? FloatBits(r, -4, 6) : FloatBits(r, -6, 1);
+                    const uint32_t special =
+                        rarity && r.OneIn(rarity) ? kSpecials[r.Below(std::size(kSpecials))] : usual;
+                    Put(vertex + k, zero ? sign : special);
+                }
             }
-            for (int64_t k = kSrcDirections; k < kPackedDirectionsEnd && packed; ++k) vertex[k] = static_cast<uint8_t>(r.Next());
-            // A zero weight byte ends the influences early; most vertices run all four.
-            for (int64_t k = kSrcWeights; k < kSrcWeights + 4; ++k) vertex[k] = r.OneIn(5) ? 0 : static_cast<uint8_t>(r.Next());
+            for (int64_t k = kSrcDirections; k < kPackedDirectionsEnd && packed; ++k)
+                vertex[k] = static_cast<uint8_t>(r.Next());
+            // A zero weight byte ends the influences early; about half the vertices
+            // run all four.
+            for (int64_t k = kSrcWeights; k < kSrcWeights + 4; ++k)
+                vertex[k] = r.OneIn(5) ? 0 : static_cast<uint8_t>(r.Next());
             for (int64_t k = kSrcBones; k < kSrcBones + 4; ++k) vertex[k] = static_cast<uint8_t>(r.Next());
         }
 
@@ -181,14 +199,22 @@ Draw DrawJob(Random& r, uint32_t extra, unsigned flags, QuorvanSkinningCheckCall
                  uint32_t(dstExtra), aux ? uint32_t(auxOffset) : 0xBEEF0000u, aux ? uint32_t(auxSize) : 0xDEAD0000u,
                  aux ? arena + auxAt : nullptr, extra, uint32_t(n), flag[0], flag[1], flag[2], flag[3]};
         const int64_t dstAt = layout == kInPlace ? srcRegion : dstRegion;
-        d.extents = {arena + srcRegion, size_t(srcBytes),
-                     arena + dstAt,     size_t(layout == kInPlace ? srcBytes : dstBytes),
+        d.extents = {arena + srcRegion, size_t(srcBytes), arena + dstAt,
+                     size_t(layout == kInPlace ? srcBytes : dstBytes),
                      arena + (layout == kAuxInDestination ? dstRegion : auxRegion),
                      size_t(layout == kAuxInDestination ? dstBytes : auxBytes), 256};
         d.bytes = bytes;
         QuorvanSkinningCheckAnswer answer;
         if (QuorvanSkinningCheck(&d.job, call, &d.extents, &answer) == QuorvanSkinningCheckFine) return d;
+        // A few refusals are the dice; many mean a checker that refuses
+        // every job of this leaf.
         ++refused;
+        if (++refusals == 64) {
+            char text[160];
+            QuorvanSkinningCheckText(&answer, text, sizeof text);
+            std::fprintf(stderr, "extraSize %u, flags %u: the checker refuses job after job: %s\n", extra, flags, text);
+            std::exit(1);
+        }
     }
 }
 
@@ -198,6 +224,25 @@ QuorvanSkinningJob Moved(const QuorvanSkinningJob& job, uint8_t* to) {
     moved.dstVertex = to + (job.dstVertex - arena);
     if (job.hasAux) moved.auxBase = to + (job.auxBase - arena);
     return moved;
+}
+
+// The job again in `splitArena`, cut into ranges that run in a scrambled
+// order (and are stitched, for SkinningFull). Returns how many ranges it made,
+// 0 when a call failed.
+uint32_t RunInRanges(Random& r, bool single, const QuorvanSkinningPalette& palette, const QuorvanSkinningJob& job) {
+    constexpr uint32_t kParts[] = {2, 3, 7};
+    QuorvanSkinningRange ranges[8];
+    const QuorvanSkinningJob moved = Moved(job, splitArena);
+    const uint32_t count = QuorvanSkinningSplit(&moved, kParts[r.Below(3)], ranges);
+    uint32_t order[8];
+    for (uint32_t i = 0; i < count; ++i) order[i] = i;
+    for (uint32_t i = count; i > 1; --i) std::swap(order[i - 1], order[r.Below(i)]);
+    bool ran = true;
+    for (uint32_t i = 0; i < count; ++i)
+        ran &= (single ? QuorvanSkinningSingle(&palette, &ranges[order[i]].job)
+                       : QuorvanSkinningFullRange(&palette, &ranges[order[i]])) == QuorvanSkinningDone;
+    if (!single) ran &= QuorvanSkinningStitch(&palette, ranges, count) == QuorvanSkinningDone;
+    return ran ? count : 0;
 }
 
 struct Digest {  // FNV-1a, 64 bits
@@ -213,7 +258,12 @@ struct Digest {  // FNV-1a, 64 bits
 int main(int argc, char** argv) {
     const char* expectedFile = nullptr;
     bool eachJob = false;
-    for (int a = 1; a < argc; ++a) (std::strcmp(argv[a], "--jobs") == 0 ? void(eachJob = true) : void(expectedFile = argv[a]));
+    for (int a = 1; a < argc; ++a) {
+        if (std::strcmp(argv[a], "--jobs") == 0)
+            eachJob = true;
+        else
+            expectedFile = argv[a];
+    }
     const char* unit = QuorvanSkinningVectorUnit();
     Random r{0x5EED0F5C1A2B3C4Du};
     if (unit == nullptr || !LoadPalettes(r)) {
@@ -223,58 +273,50 @@ int main(int argc, char** argv) {
 
     Digest digest;
     uint32_t jobs = 0, failures = 0, refused = 0, split = 0, overlapping = 0;
-    constexpr uint32_t kParts[] = {2, 3, 7};
+    constexpr int kRoundings[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
     for (int single = 0; single < 2; ++single)
         for (uint32_t extra = 0; extra <= 84; extra += 4)
             for (unsigned flags = 0; flags < 16; ++flags, ++jobs) {
-                const QuorvanSkinningCheckCall call = single ? QuorvanSkinningCheckVectorSingle : QuorvanSkinningCheckVectorFull;
+                const auto fail = [&](const std::string& what) {
+                    std::fprintf(stderr, "job %u (%s, extraSize %u, flags %u): %s\n", jobs, single ? "Single" : "Full",
+                                 extra, flags, what.c_str());
+                    ++failures;
+                };
+                const QuorvanSkinningCheckCall call =
+                    single ? QuorvanSkinningCheckVectorSingle : QuorvanSkinningCheckVectorFull;
                 const Draw d = DrawJob(r, extra, flags, call, refused);
                 const QuorvanSkinningPalette& palette = palettes[r.Below(2)];
                 QuorvanSkinningCheckAnswer answer;
                 QuorvanSkinningCheck(&d.job, call, &d.extents, &answer);
                 overlapping += answer.notes != 0;
-                const auto fail = [&](const char* what) {
-                    std::fprintf(stderr, "job %u (%s, extraSize %u, flags %u): %s\n", jobs, single ? "Single" : "Full",
-                                 extra, flags, what);
-                    ++failures;
-                };
 
                 // No vertices means 2^32 of them to the calls: never run, but
                 // refused by the checker and kept whole by the split.
-                QuorvanSkinningRange ranges[8];
                 QuorvanSkinningJob none = d.job;
                 none.vertexCount = 0;
+                QuorvanSkinningRange whole[7];
                 if (QuorvanSkinningCheck(&none, call, &d.extents, &answer) != QuorvanSkinningCheckNoVertices ||
-                    QuorvanSkinningSplit(&none, 7, ranges) != 1 || ranges[0].job.vertexCount != 0)
+                    QuorvanSkinningSplit(&none, 7, whole) != 1 || whole[0].job.vertexCount != 0)
                     fail("a job of no vertices is not refused and kept whole");
 
+                // Whatever rounding the host runs with, the calls round to
+                // nearest and give the host's mode back.
+                const int rounding = kRoundings[r.Below(4)];
+                std::fesetround(rounding);
                 std::memcpy(splitArena, arena, size_t(d.bytes));
                 if ((single ? QuorvanSkinningSingle : QuorvanSkinningFull)(&palette, &d.job) != QuorvanSkinningDone)
                     fail("the call did not run");
+                const uint32_t ranges = RunInRanges(r, single, palette, d.job);
+                if (ranges == 0) fail("a range did not run");
+                if (std::fegetround() != rounding) fail("the host's rounding mode was not given back");
+                std::fesetround(FE_TONEAREST);
+                split += ranges > 1;
+                const auto parted = std::mismatch(splitArena, splitArena + d.bytes, arena);
+                if (parted.first != splitArena + d.bytes)
+                    fail("in " + std::to_string(ranges) + " ranges, arena byte " +
+                         std::to_string(parted.first - splitArena) + " is " + std::to_string(*parted.first) +
+                         ", one call left " + std::to_string(*parted.second));
                 digest.Add(arena, d.bytes);
-
-                // The same job in ranges, run in a scrambled order, must leave
-                // the same bytes.
-                const QuorvanSkinningJob moved = Moved(d.job, splitArena);
-                const uint32_t count = QuorvanSkinningSplit(&moved, kParts[r.Below(3)], ranges);
-                uint32_t order[8];
-                for (uint32_t i = 0; i < count; ++i) order[i] = i;
-                for (uint32_t i = count; i > 1; --i) std::swap(order[i - 1], order[r.Below(i)]);
-                bool ran = true;
-                for (uint32_t i = 0; i < count; ++i)
-                    ran &= (single ? QuorvanSkinningSingle(&palette, &ranges[order[i]].job)
-                                   : QuorvanSkinningFullRange(&palette, &ranges[order[i]])) == QuorvanSkinningDone;
-                if (!single) ran &= QuorvanSkinningStitch(&palette, ranges, count) == QuorvanSkinningDone;
-                split += count > 1;
-                if (!ran) fail("a range did not run");
-                for (int64_t k = 0; k < d.bytes; ++k)
-                    if (splitArena[k] != arena[k]) {
-                        const std::string what = "in " + std::to_string(count) + " ranges, arena byte " + std::to_string(k) +
-                                                 " is " + std::to_string(splitArena[k]) + ", one call left " +
-                                                 std::to_string(arena[k]);
-                        fail(what.c_str());
-                        break;
-                    }
                 digest.Add(splitArena, d.bytes);
                 if (eachJob) {
                     Digest own;
@@ -287,8 +329,8 @@ int main(int argc, char** argv) {
     std::snprintf(line, sizeof line, "skinning digest: %016" PRIx64 " (%u jobs, %" PRIu64 " bytes)", digest.hash, jobs,
                   digest.bytes);
     std::printf("%s\n", line);
-    std::printf("on %s: %u jobs over what they read, %u split, %u drawn again for the checker\n", unit, overlapping, split,
-                refused);
+    std::printf("on %s: %u jobs over what they read, %u split, %u drawn again for the checker\n", unit, overlapping,
+                split, refused);
     if (expectedFile != nullptr) {
         std::ifstream in(expectedFile);
         std::string expected;
