@@ -78,14 +78,11 @@ ArenaJob RandomJob(std::mt19937& random, const JobShape& shape) {
         auxAt = layout == 3 ? (dst0 - first(0, dstStride) + below(static_cast<uint32_t>(span(dstStride)))) & grid
                             : dstEnd + 16;
         end = std::max(dstEnd, auxAt + auxOffset + count * auxSize) + 64;
-        // A palette of fewer than 256 bones also keeps every store off the
-        // bone bytes of the vertices after it.
+        // A palette of fewer than 256 bones keeps every store off the bone
+        // bytes of the vertices after it.
         bool overlapping = false;
         for (int64_t v = 0; v < count; ++v) {
-            const int64_t s = src0 + v * srcStride, d = dst0 + v * dstStride + dstExtra,
-                          a = auxAt + auxOffset + v * auxSize;
-            overlapping |= Meet(s + srcExtra, s + srcExtra + extra, d, d + extra) ||
-                           Meet(a, a + auxSize, d + extra, d + extra + auxSize);
+            const int64_t s = src0 + v * srcStride;
             for (int64_t u = 0; u < v && shape.bones < 256; ++u) {
                 const int64_t store = dst0 + u * dstStride;
                 overlapping |= Meet(store + std::min<int64_t>(0, dstExtra),

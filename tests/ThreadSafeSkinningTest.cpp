@@ -215,3 +215,49 @@ TEST_F(ThreadSafeSkinningTest, JobsWhoseVerticesReachEachOtherStayWhole) {
     ASSERT_EQ(QuorvanSkinningSplit(&job, 4, ranges), 1u);
     EXPECT_EQ(QuorvanSkinningFullRange(m_palette.get(), &ranges[0]), QuorvanSkinningUnsupportedExtraSize);
 }
+
+// A copy that lands on its own source moves the pass-through bytes a word at
+// a time and the auxiliary bytes one at a time, from the front, each read
+// before it is written: later ones read what earlier ones wrote. In place,
+// the pass-through bytes go 2 or 4 bytes on and the auxiliary stream starts
+// on their last byte, on every path of both operations.
+TEST_F(ThreadSafeSkinningTest, CopiesOntoTheirOwnSourceRunFrontToBack) {
+    std::vector<uint8_t> start(256);
+    for (size_t k = 0; k < start.size(); ++k) start[k] = static_cast<uint8_t>(k);
+    const struct {
+        uint32_t extraSize, shift;
+        std::vector<uint8_t> at64;  // from byte 64 on, after the copies
+    } cases[] = {
+        {12, 2, {64, 65, 64, 65, 66, 67, 66, 67, 70, 71, 70, 71, 74, 75, 75, 75, 75, 75, 75, 83}},
+        {84, 4, {}},
+    };
+    for (const auto& c : cases) {
+        std::vector<uint8_t> expected = start;
+        if (c.at64.empty()) {  // the first word over and over, then its last byte
+            for (uint32_t k = 4; k < 4 + c.extraSize + 5; ++k) expected[64 + k] = k < 4 + c.extraSize ? 64 + k % 4 : 67;
+        } else {
+            std::copy(c.at64.begin(), c.at64.end(), expected.begin() + 64);
+        }
+        std::vector<uint8_t> memory = start;
+        SkinningJob job{};
+        job.srcVertex = job.dstVertex = memory.data(), job.srcStride = job.dstStride = 256, job.vertexCount = 1;
+        job.srcExtraOffset = 64, job.dstExtraOffset = 64 + c.shift, job.extraSize = c.extraSize;
+        job.hasAux = 1, job.auxBase = memory.data(), job.auxOffset = 63 + c.shift + c.extraSize, job.auxSize = 5;
+        const auto check = [&](const std::string& where) {
+            std::copy(memory.begin(), memory.begin() + 16, expected.begin());  // the skinned position
+            EXPECT_EQ(Difference(memory, expected), "") << where << ", extraSize " << c.extraSize;
+            memory = start;
+        };
+        for (const InterfaceImplementation& implementation : InterfaceImplementations()) {
+            const InterfaceSkinner skinner = implementation.make();
+            skinner.full(job);
+            check(implementation.name + " SkinningFull");
+            skinner.single(job);
+            check(implementation.name + " SkinningSingle");
+        }
+        ASSERT_EQ(QuorvanSkinningFull(m_palette.get(), &job), QuorvanSkinningDone);
+        check("QuorvanSkinningFull");
+        ASSERT_EQ(QuorvanSkinningSingle(m_palette.get(), &job), QuorvanSkinningDone);
+        check("QuorvanSkinningSingle");
+    }
+}

@@ -162,7 +162,13 @@ void VectorModel::Single(SkinningJob job) const {
 
 void FinishVertexModel(SkinningJob& job) {
     uint8_t* extra = At(job.dstVertex, job.dstExtraOffset);
-    for (uint32_t k = 0; k < job.extraSize; ++k) extra[k] = At(job.srcVertex, job.srcExtraOffset)[k];
+    // Word by word from the front, each word read before it is written: a
+    // destination inside the source bytes repeats what it has just written.
+    for (uint32_t k = 0; k < job.extraSize; k += 4) {
+        uint8_t word[4];
+        for (uint32_t b = 0; b < 4; ++b) word[b] = At(job.srcVertex, job.srcExtraOffset)[k + b];
+        for (uint32_t b = 0; b < 4; ++b) extra[k + b] = word[b];
+    }
     if (job.hasAux) {
         for (uint32_t k = 0; k < job.auxSize; ++k) extra[job.extraSize + k] = At(job.auxBase, job.auxOffset)[k];
         job.auxOffset += job.auxSize;

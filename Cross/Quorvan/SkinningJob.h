@@ -11,7 +11,11 @@
 // fixed offsets, and `extraSize` pass-through bytes at `srcExtraOffset`.
 // Destination vertex: position at 0, the optional directions at fixed
 // offsets, the pass-through bytes at `dstExtraOffset`, then `auxSize`
-// auxiliary bytes when `hasAux` is set.
+// auxiliary bytes when `hasAux` is set. A vertex's copies run after its
+// skinned values are stored: the pass-through bytes as 32-bit words from the
+// first up, then the auxiliary bytes one by one from the first. A copy that
+// lands on its own source therefore reads what it has just written, with the
+// same bytes on every processor and path.
 //
 // Strides and offsets are 32-bit and are added to the addresses as signed
 // values, so a stride may walk backwards.

@@ -143,7 +143,8 @@ QUORVAN_INLINE bool SpentBeforeFirstVertex(const VertexCursor& cursor) {
 // Vertices one by one, from `carry`, until the count reaches `until`; at
 // least one vertex runs. `carry` is left as the next vertex would find it.
 // With `Quiet`, each NaN the vertices store is the one quiet NaN; without,
-// NaNs are stored as the arithmetic leaves them.
+// NaNs are stored as the arithmetic leaves them, and the job is one whose
+// stores reach nothing it reads, so no copy meets its own source.
 template <uint32_t ExtraSize, unsigned Features, bool Quiet>
 QUORVAN_INLINE void RunVertices(const SkinningJob& job, const VectorBonePalette& palette, VertexCursor& cursor,
                                  Carry& carry, uint32_t until) {
@@ -180,7 +181,7 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const VectorBonePalette&
         normal.Store(cursor.dst);
         tangent.Store(cursor.dst);
         binormal.Store(cursor.dst);
-        cursor.FinishVertex<ExtraSize, F::kAux>(job);
+        cursor.FinishVertex<ExtraSize, F::kAux, !Quiet>(job);
 
         position = TimesZero(position);
         normal.HandOn();

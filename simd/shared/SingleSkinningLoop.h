@@ -112,7 +112,8 @@ struct PackedRotation {
 
 // Vertices one by one until the count reaches `until`; at least one runs.
 // With `Quiet`, each NaN they store is the one quiet NaN; without, NaNs are
-// stored as the arithmetic leaves them, and shown to `watch`.
+// stored as the arithmetic leaves them, and shown to `watch`, and the job is
+// one whose stores reach nothing it reads, so no copy meets its own source.
 template <uint32_t ExtraSize, unsigned Features, bool Quiet>
 QUORVAN_INLINE void RunVertices(const SkinningJob& job, const VectorBonePalette& palette, VertexCursor& cursor,
                                  uint32_t until, NaNWatch& watch) {
@@ -157,7 +158,7 @@ QUORVAN_INLINE void RunVertices(const SkinningJob& job, const VectorBonePalette&
             floats.ShowTo(watch);
         else if constexpr (!F::kPacked)
             floats.QuietStoredNaNs(dst);
-        cursor.FinishVertex<ExtraSize, F::kAux>(job);
+        cursor.FinishVertex<ExtraSize, F::kAux, !Quiet>(job);
     } while (cursor.count != until);
 }
 

@@ -167,7 +167,7 @@ struct Lanes {
                 Blend<Features>(palette, cursor.src, sums);
                 Width::template Store<Slots<Features>, Used<Features>()>(
                     cursor.dst, (Quiet ? Quieted<Features>(sums) : sums).of);
-                cursor.FinishVertex<ExtraSize, F::kAux>(job);
+                cursor.FinishVertex<ExtraSize, F::kAux, !Quiet>(job);
                 for (unsigned r = 0; r < Used<Features>(); ++r) sums.of[r] = Width::Mul(sums.of[r], Width::Zero());
             }
             progress.carry = ToCarry<Features>(sums, progress.carry);

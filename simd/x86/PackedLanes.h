@@ -125,7 +125,7 @@ struct PackedLanes {
                 StoreWord(cursor.dst + DstTangent(true), _mm256_extracti128_si256(first, 1));
                 StoreWord(cursor.dst + DstBinormal(true), _mm256_castsi256_si128(Packed(sums[kRegisters - 1])));
             }
-            cursor.FinishVertex<ExtraSize, F::kAux>(job);
+            cursor.FinishVertex<ExtraSize, F::kAux, !Quiet>(job);
             position = TimesZero(position);
         }
         progress.carry.position = position;

@@ -177,7 +177,7 @@ private:
                 StoreVector<Width(FloatVector::Binormal)>(dst + DstBinormal(false),
                                                           Wide::Slot(binormal[g], part));
             }
-            cursor.FinishVertex<ExtraSize, F::kAux>(job);
+            cursor.FinishVertex<ExtraSize, F::kAux, !Quiet>(job);
         });
     }
 };

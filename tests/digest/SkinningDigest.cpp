@@ -99,10 +99,6 @@ bool LoadPalettes(Random& r) {
     return done && QuorvanSkinningSetMatrix(&palettes[1], 255, m) == QuorvanSkinningDone;
 }
 
-bool Meet(int64_t a, int64_t size, int64_t b, int64_t otherSize) {
-    return size > 0 && otherSize > 0 && a < b + otherSize && b < a + size;
-}
-
 // The first vertex of `count` that walk by `stride` from a region whose
 // vertices start at `start`.
 int64_t First(int64_t start, int64_t stride, int64_t count) { return start + (stride < 0 ? -stride * (count - 1) : 0); }
@@ -116,8 +112,8 @@ enum Layout { kApart, kInPlace, kAuxInDestination };
 // source region, then the destination region, then the auxiliary one. Its
 // destination lies apart, or over the source shifted by a few bytes, or
 // holds the auxiliary stream, which later vertices then read after earlier
-// ones stored there. No single copy reads its own destination: the calls copy
-// with memcpy, which leaves that undefined.
+// ones stored there; a pass-through or auxiliary copy may then land on its
+// own source.
 struct Draw {
     QuorvanSkinningJob job;
     QuorvanSkinningCheckExtents extents;
@@ -150,14 +146,6 @@ Draw DrawJob(Random& r, uint32_t extra, unsigned flags, QuorvanSkinningCheckCall
                                                 : First(dstRegion + kSlack + kDstLead, dstStride, n);
         const int64_t auxAt =
             layout == kAuxInDestination ? dstRegion + r.Below(dstBytes - auxStream) : auxRegion + kSlack;
-        bool selfCopy = false;
-        for (int64_t v = 0; v < n; ++v) {
-            const int64_t s = src0 + v * srcStride, d = dst0 + v * dstStride + dstExtra;
-            selfCopy |= Meet(s + srcExtra, extra, d, extra) ||
-                        Meet(auxAt + auxOffset + v * auxSize, auxSize, d + extra, auxSize);
-        }
-        if (selfCopy) continue;
-
         // Canaries everywhere, then random source and auxiliary bytes, then
         // the vertices' floats, packed directions, weights and bones.
         for (int64_t k = 0; k < bytes; ++k) arena[k] = static_cast<uint8_t>(0xA5 ^ (k * 0x3D));
