@@ -1,27 +1,21 @@
 // The thread-safe skinning calls against the loops an engine writes without
-// the library (EngineSkinning.h), timed by the clock alone, for builds that
-// have no Google Benchmark (64-bit ARM). QuorvanSkinningFull on the workload
-// of SkinningFullBench.cpp: 64 bones, 56-byte source and 48-byte destination
-// vertices, 1 or 4 influences, positions, float or packed normal, tangent
-// and binormal; against the matrix-blend loop. QuorvanSkinningSingle on the
-// same vertices with two extra words each, against the rigid loop. Both run
-// on their own copies of the vertices, in turns, until each case has taken
-// the minimum time; the vertices are checked against each other first.
-//
-//   QuorvanSkinningCallsBench [--vertices N] [--min-time SECONDS]
+// the library (EngineSkinning.h), in ns per vertex, for builds without the
+// interface (64-bit ARM). QuorvanSkinningFull on the workload of
+// SkinningFullBench.cpp: 64 bones, 56-byte source and 48-byte destination
+// vertices, 1 or 4 influences, positions, float or packed normal, tangent and
+// binormal; against the matrix-blend loop. QuorvanSkinningSingle on the same
+// vertices with two extra words each, against the rigid loop. Each loop
+// works on its own copy of the vertices, checked against the other's first.
 
 #include <Quorvan/QuorvanSkinning.h>
 
-#include <chrono>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <random>
 #include <string>
 
+#include "Compare.h"
 #include "EngineSkinning.h"
 #include "PageBuffer.h"
 #include "VertexCheck.h"
@@ -76,89 +70,82 @@ struct Mesh {
     }
 };
 
-double Seconds(const std::function<void()>& run) {
-    const auto start = std::chrono::steady_clock::now();
-    run();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+const EngineDirections kForms[] = {EngineDirections::None, EngineDirections::Float, EngineDirections::Packed};
+
+const Skeleton& Bones() {
+    static std::mt19937 random(7);
+    static const Skeleton skeleton(random);
+    return skeleton;
 }
 
-// Runs both in turns until `minTime` has passed, at least twice; prints
-// nanoseconds per vertex of each and the ratio. Fails when the first runs
-// left vertices that differ by more than rounding.
-bool Compare(const std::string& name, const Mesh& mesh, uint32_t vertices, uint32_t srcStride, uint32_t dstStride,
-             bool floatDirections, double minTime, const std::function<void()>& library,
-             const std::function<void()>& engine) {
+// Runs both once and compares their vertices, then times them.
+template <class Library, class Engine>
+void Compare(benchmark::State& state, const Mesh& mesh, uint32_t vertices, uint32_t srcStride, uint32_t dstStride,
+             EngineDirections form, Library library, Engine engine) {
     library();
     engine();
     const int64_t v = FirstDifferentVertex(mesh.library.src.data(), srcStride, mesh.library.dst.data(),
-                                           mesh.engine.dst.data(), dstStride, vertices, floatDirections, 1);
+                                           mesh.engine.dst.data(), dstStride, vertices,
+                                           form == EngineDirections::Float, 1);
     if (v >= 0) {
-        std::printf("%-48s vertex %lld differs from the engine loop's\n", name.c_str(), static_cast<long long>(v));
-        return false;
+        state.SkipWithError(("vertex " + std::to_string(v) + " differs from the engine loop's").c_str());
+        return;
     }
-    double librarySeconds = 0, engineSeconds = 0;
-    int runs = 0;
-    while (runs < 2 || librarySeconds + engineSeconds < minTime) {
-        librarySeconds += Seconds(library);
-        engineSeconds += Seconds(engine);
-        ++runs;
-    }
-    const double perVertex = 1e9 / (static_cast<double>(vertices) * runs);
-    std::printf("%-48s %8.2f %8.2f %6.2f\n", name.c_str(), librarySeconds * perVertex, engineSeconds * perVertex,
-                librarySeconds / engineSeconds);
-    return true;
+    CompareWithBaseline(state, vertices, "vertex", library, engine);
+}
+
+void SkinningFull(benchmark::State& state) {
+    const uint32_t vertices = static_cast<uint32_t>(state.range(0));
+    const EngineDirections form = kForms[state.range(2)];
+    std::mt19937 random(11);
+    Mesh mesh(vertices, kBlendSrcStride, kBlendDstStride, static_cast<int>(state.range(1)), random);
+    SkinningJob job{};
+    job.srcVertex = mesh.library.src.data(), job.srcStride = kBlendSrcStride;
+    job.dstVertex = mesh.library.dst.data(), job.dstStride = kBlendDstStride, job.vertexCount = vertices;
+    job.hasNormal = job.hasTangents = form != EngineDirections::None;
+    job.packedDirections = form == EngineDirections::Packed;
+    const Skeleton& bones = Bones();
+    Compare(
+        state, mesh, vertices, kBlendSrcStride, kBlendDstStride, form,
+        [&] { QuorvanSkinningFull(bones.palette.get(), &job); },
+        [&] {
+            EngineSkinVertices(mesh.engine.src.data(), kBlendSrcStride, mesh.engine.dst.data(), kBlendDstStride,
+                               vertices, &bones.matrices[0][0], form);
+        });
+}
+
+void SkinningSingle(benchmark::State& state) {
+    const uint32_t vertices = static_cast<uint32_t>(state.range(0));
+    const EngineDirections form = kForms[state.range(1)];
+    std::mt19937 random(13);
+    Mesh mesh(vertices, kRigid.srcStride, kRigid.dstStride, 1, random);
+    SkinningJob job{};
+    job.srcVertex = mesh.library.src.data(), job.srcStride = kRigid.srcStride;
+    job.srcExtraOffset = kRigid.srcExtraOffset, job.dstVertex = mesh.library.dst.data();
+    job.dstStride = kRigid.dstStride, job.dstExtraOffset = kRigid.dstExtraOffset, job.extraSize = kExtraSize;
+    job.vertexCount = vertices;
+    job.hasNormal = job.hasTangents = form != EngineDirections::None;
+    job.packedDirections = form == EngineDirections::Packed;
+    const Skeleton& bones = Bones();
+    Compare(
+        state, mesh, vertices, kRigid.srcStride, kRigid.dstStride, form,
+        [&] { QuorvanSkinningSingle(bones.palette.get(), &job); },
+        [&] {
+            EngineSkinRigid(mesh.engine.src.data(), mesh.engine.dst.data(), kRigid, vertices, &bones.matrices[0][0],
+                            &bones.quantised[0][0], form);
+        });
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    uint32_t vertices = 4096;
-    double minTime = 0.5;
-    for (int k = 1; k + 1 < argc; k += 2) {
-        if (std::strcmp(argv[k], "--vertices") == 0) vertices = static_cast<uint32_t>(std::atol(argv[k + 1]));
-        if (std::strcmp(argv[k], "--min-time") == 0) minTime = std::atof(argv[k + 1]);
-    }
-    std::printf("vector unit %s, %u vertices, ns per vertex\n", QuorvanSkinningVectorUnit(), vertices);
-    std::printf("%-48s %8s %8s %6s\n", "case", "Quorvan", "engine", "ratio");
-    std::mt19937 random(7);
-    const Skeleton skeleton(random);
-    const EngineDirections forms[] = {EngineDirections::None, EngineDirections::Float, EngineDirections::Packed};
-    const char* const formNames[] = {"positions", "float directions", "packed directions"};
-    bool same = true;
-    for (int influences : {1, 4})
-        for (int form = 0; form < 3; ++form) {
-            Mesh mesh(vertices, kBlendSrcStride, kBlendDstStride, influences, random);
-            SkinningJob job{};
-            job.srcVertex = mesh.library.src.data(), job.srcStride = kBlendSrcStride;
-            job.dstVertex = mesh.library.dst.data(), job.dstStride = kBlendDstStride, job.vertexCount = vertices;
-            job.hasNormal = job.hasTangents = forms[form] != EngineDirections::None;
-            job.packedDirections = forms[form] == EngineDirections::Packed;
-            same &= Compare(
-                "SkinningFull, " + std::to_string(influences) + " influence(s), " + formNames[form], mesh, vertices,
-                kBlendSrcStride, kBlendDstStride, forms[form] == EngineDirections::Float, minTime,
-                [&] { QuorvanSkinningFull(skeleton.palette.get(), &job); },
-                [&] {
-                    EngineSkinVertices(mesh.engine.src.data(), kBlendSrcStride, mesh.engine.dst.data(),
-                                       kBlendDstStride, vertices, &skeleton.matrices[0][0], forms[form]);
-                });
-        }
-    for (int form = 0; form < 3; ++form) {
-        Mesh mesh(vertices, kRigid.srcStride, kRigid.dstStride, 1, random);
-        SkinningJob job{};
-        job.srcVertex = mesh.library.src.data(), job.srcStride = kRigid.srcStride;
-        job.srcExtraOffset = kRigid.srcExtraOffset, job.dstVertex = mesh.library.dst.data();
-        job.dstStride = kRigid.dstStride, job.dstExtraOffset = kRigid.dstExtraOffset, job.extraSize = kExtraSize;
-        job.vertexCount = vertices;
-        job.hasNormal = job.hasTangents = forms[form] != EngineDirections::None;
-        job.packedDirections = forms[form] == EngineDirections::Packed;
-        same &= Compare(
-            std::string("SkinningSingle, ") + formNames[form], mesh, vertices, kRigid.srcStride, kRigid.dstStride,
-            forms[form] == EngineDirections::Float, minTime,
-            [&] { QuorvanSkinningSingle(skeleton.palette.get(), &job); },
-            [&] {
-                EngineSkinRigid(mesh.engine.src.data(), mesh.engine.dst.data(), kRigid, vertices,
-                                &skeleton.matrices[0][0], &skeleton.quantised[0][0], forms[form]);
-            });
-    }
-    return same ? 0 : 1;
-}
+// form: 0 positions, 1 float directions, 2 packed directions.
+BENCHMARK(SkinningFull)
+    ->ArgNames({"vertices", "influences", "form"})
+    ->ArgsProduct({{4096}, {1, 4}, {0, 1, 2}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(SkinningSingle)
+    ->ArgNames({"vertices", "form"})
+    ->ArgsProduct({{4096}, {0, 1, 2}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
