@@ -9,7 +9,6 @@ packages=(cmake make g++ binutils libassimp-dev libpng-dev libtbb-dev)
 case "$mode" in
 demo) ;;
 test) packages+=(g++-12-multilib g++-aarch64-linux-gnu g++-mingw-w64-i686 g++-mingw-w64-x86-64 qemu-user googletest libgtest-dev libbenchmark-dev
-              libbenchmark-dev:arm64
               clang-16 lld llvm assimp-testmodels) ;;
 *) echo "usage: $0 demo|test" >&2; exit 2 ;;
 esac
@@ -23,11 +22,6 @@ if [ ${#missing[@]} -gt 0 ]; then
     sudo=""
     [ "$(id -u)" -eq 0 ] || sudo=sudo
     export DEBIAN_FRONTEND=noninteractive
-    # The ARM build's benchmarks link Debian's own arm64 package, installed
-    # beside the host's.
-    if [[ " ${missing[*]} " == *":arm64 "* ]] && ! dpkg --print-foreign-architectures | grep -qx arm64; then
-        $sudo dpkg --add-architecture arm64
-    fi
     # One stale index (the security suite's i386 one, once Wine added that
     # architecture) fails the update but not what these packages need.
     $sudo apt-get update -q || echo "apt-get update failed (see above); installing from the lists apt has"
@@ -35,4 +29,22 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 if [ "$mode" = test ]; then
     "$(dirname "$0")/install-wine.sh"
+    # The ARM build's benchmarks link Debian's arm64 Google Benchmark, unpacked
+    # where bench/CMakeLists.txt looks for it rather than installed: installing
+    # it would bring a second arm64 C library, not the cross compiler's, into
+    # the emulated programs' reach.
+    cross=/opt/quorvan-cross/aarch64-linux-gnu
+    if [ ! -d "$cross/usr/lib/aarch64-linux-gnu/cmake/benchmark" ]; then
+        sudo=""
+        [ "$(id -u)" -eq 0 ] || sudo=sudo
+        if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+            $sudo dpkg --add-architecture arm64
+            $sudo apt-get update -q || echo "apt-get update failed (see above); downloading from the lists apt has"
+        fi
+        debs=$(mktemp -d)
+        $sudo mkdir -p "$cross"
+        (cd "$debs" && apt-get download libbenchmark-dev:arm64 libbenchmark1debian:arm64)
+        for deb in "$debs"/*.deb; do $sudo dpkg-deb -x "$deb" "$cross"; done
+        rm -rf "$debs"
+    fi
 fi
