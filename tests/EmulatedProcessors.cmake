@@ -1,5 +1,5 @@
-# The suite once more on emulated processors, so that each processor-dependent
-# path runs for real. Each row: the emulator's processor, the vector path run
+# The suite and the skinning digest once more on emulated processors, so that
+# each processor-dependent path runs for real. Each row: the emulator's processor, the vector path run
 # on it (-: none) and the feature bits (MMX 1, SSE 2, SSE2 4, 3DNow! 8) whose
 # instructions the emulator runs although the processor does not report them.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
@@ -36,4 +36,10 @@ foreach(row IN LISTS emulatedProcessors)
   add_test(NAME emulated.${label} COMMAND ${QEMU} -cpu ${cpu} $<TARGET_FILE:QuorvanTests> --gtest_brief=1)
   set_tests_properties(emulated.${label} PROPERTIES LABELS emulated TIMEOUT 900
                        ENVIRONMENT "QUORVAN_EXPECT_VECTOR_PATH=${path};QUORVAN_UNTRAPPED_FEATURES=${untrapped}")
+  # The digest wants a vector unit, and one processor of a kind is enough.
+  if(TARGET SkinningDigestProgram AND NOT path STREQUAL "-" AND NOT cpu MATCHES "^qemu32")
+    add_test(NAME digest.${label} COMMAND ${QEMU} -cpu ${cpu} $<TARGET_FILE:SkinningDigestProgram>
+                                          ${PROJECT_SOURCE_DIR}/tests/digest/expected.txt)
+    set_tests_properties(digest.${label} PROPERTIES LABELS emulated TIMEOUT 300)
+  endif()
 endforeach()
