@@ -13,14 +13,14 @@ test) packages+=(g++-12-multilib g++-aarch64-linux-gnu g++-mingw-w64-i686 g++-mi
 *) echo "usage: $0 demo|test" >&2; exit 2 ;;
 esac
 
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo=sudo
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
 done
 if [ ${#missing[@]} -gt 0 ]; then
     echo "Installing ${missing[*]}"
-    sudo=""
-    [ "$(id -u)" -eq 0 ] || sudo=sudo
     export DEBIAN_FRONTEND=noninteractive
     # One stale index (the security suite's i386 one, once Wine added that
     # architecture) fails the update but not what these packages need.
@@ -35,8 +35,6 @@ if [ "$mode" = test ]; then
     # the emulated programs' reach.
     cross=/opt/quorvan-cross/aarch64-linux-gnu
     if [ ! -d "$cross/usr/lib/aarch64-linux-gnu/cmake/benchmark" ]; then
-        sudo=""
-        [ "$(id -u)" -eq 0 ] || sudo=sudo
         if ! dpkg --print-foreign-architectures | grep -qx arm64; then
             $sudo dpkg --add-architecture arm64
             $sudo apt-get update -q || echo "apt-get update failed (see above); downloading from the lists apt has"
